@@ -1,0 +1,37 @@
+# Thin wrapper over the CMake presets. Every target installs the Debian
+# packages it needs first (as root), or names them.
+
+.PHONY: all example test asan lint format clean
+
+all: test
+
+# The main job (until the reference host lands): build the library and run
+# the minimal example host.
+example:
+	scripts/install-deps build
+	cmake --preset dev
+	cmake --build --preset dev --target korrin-minimal-host
+	./build/dev/examples/korrin-minimal-host
+
+test:
+	scripts/install-deps build
+	cmake --preset dev
+	cmake --build --preset dev
+	ctest --preset dev
+
+asan:
+	scripts/install-deps build asan
+	cmake --preset asan
+	cmake --build --preset asan
+	ctest --preset asan
+
+lint:
+	scripts/install-deps build lint
+	cmake --preset dev
+	scripts/lint
+
+format:
+	git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf build

@@ -1,0 +1,36 @@
+// Installation of the host's plugin table and routing of deferred tasks.
+#include "korrin/plugins.h"
+
+#include <stdexcept>
+
+#include "frame/plugins_check.h"
+
+namespace korrin {
+
+namespace globals {
+// Zero-initialised before any dynamic initialisation runs.
+Plugins plugins;
+}  // namespace globals
+
+std::string SystemInfoInterface::get_host_os_version() { return std::string(); }
+
+bool init(Plugins& plugins) {
+  if (!detail::plugins_complete(plugins)) {
+    throw std::runtime_error("plugins is not initialized properly");
+  }
+  globals::plugins = plugins;
+  return true;
+}
+
+void task_forwarder(void* /*context*/, TaskParametersInterface* params) {
+  if (params == nullptr) {
+    return;
+  }
+  switch (params->get_type()) {
+    default:
+      // Unknown task types are ignored; the dispatcher owns and frees params.
+      break;
+  }
+}
+
+}  // namespace korrin
