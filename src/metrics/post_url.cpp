@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/url_tokens.h"
 #include "korrin/constants.h"
 #include "korrin/metrics.h"
 #include "metrics/inventory_words.h"
@@ -27,12 +28,8 @@ std::string InventoryMetric::get_post_url() {
       logger->warning() << "get_post_url" << ERR_PLUGIN << " no config servers found, returning";
       return url;
     }
-    std::string server = servers.front();
-    // An IPv6 literal must be bracketed inside a URL.
-    if (server.find(':') != std::string::npos) {
-      server = "[" + server + "]";
-    }
-    url.replace(position, token.size(), server);
+    // Only the first server is used; an IPv6 literal must be bracketed in a URL.
+    url.replace(position, token.size(), korrin::detail::bracket_address(servers.front()));
   }
 
   logger->info() << "get_post_url target inventory url: " << url;
