@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example test asan lint format clean
+.PHONY: all example test asan lint format clean fuzz-smoke
 
 all: test
 
@@ -24,6 +24,15 @@ asan:
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
+
+# Every libFuzzer target for FUZZ_SECONDS each (make fuzz-smoke FUZZ_SECONDS=600
+# for a longer run); findings are saved under build/fuzz/artifacts.
+FUZZ_SECONDS ?= 60
+fuzz-smoke:
+	scripts/install-deps build fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/fuzz-smoke $(FUZZ_SECONDS)
 
 lint:
 	scripts/install-deps build lint
