@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example test asan lint format clean fuzz-smoke
+.PHONY: all example test asan lint format clean fuzz-smoke memcheck
 
 all: test
 
@@ -24,6 +24,14 @@ asan:
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
+
+# The test suite of the dev build under valgrind memcheck: fails on any error
+# or leak.
+memcheck:
+	scripts/install-deps build memcheck
+	cmake --preset dev
+	cmake --build --preset dev
+	scripts/memcheck build/dev
 
 # Every libFuzzer target for FUZZ_SECONDS each (make fuzz-smoke FUZZ_SECONDS=600
 # for a longer run); findings are saved under build/fuzz/artifacts.
