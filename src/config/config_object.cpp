@@ -92,9 +92,11 @@ ConfigInterface* ConfigImpl::clone() { return new ConfigImpl(*this); }
 bool ConfigImpl::update(AccessoryInfoInterface const* accessory) {
   reset_timestamps();
   set_config_retries(0);
+  // Copy first: if the host's clone throws, the object stays bound to the
+  // description it had instead of to none.
+  AccessoryInfoInterface const* copy = accessory->clone();
   delete accessory_;
-  accessory_ = nullptr;
-  accessory_ = accessory->clone();
+  accessory_ = copy;
   return true;
 }
 

@@ -2,8 +2,8 @@
 // a "value" object holding the host, the dock and the accessory payloads.
 #include <cjson/cJSON.h>
 
-#include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <string>
 
 #include "korrin/constants.h"
@@ -15,6 +15,13 @@ namespace korrin {
 namespace metrics {
 
 namespace {
+
+// A tree under construction. Host queries may throw while it is being
+// filled; the handle frees it then, and release() hands it on once built.
+struct TreeDeleter {
+  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
+};
+using Tree = std::unique_ptr<cJSON, TreeDeleter>;
 
 // Adds `item` under `key`; false when there is no item or cJSON could not
 // copy the key, in which case the item is freed here instead of leaking.
@@ -40,60 +47,59 @@ cJSON* InventoryMetric::build_envelop(korrin::log::Logger* log) {
   if (log != nullptr) {
     log->notice() << "build_envelop: Enter";
   }
-  cJSON* envelope = cJSON_CreateObject();
-  if (envelope == nullptr) {
+  Tree envelope(cJSON_CreateObject());
+  if (!envelope) {
     return nullptr;
   }
   const std::time_t now = std::time(nullptr);
-  attach(envelope, KEY_TIME, cJSON_CreateNumber(static_cast<double>(now)));
+  attach(envelope.get(), KEY_TIME, cJSON_CreateNumber(static_cast<double>(now)));
   // Virtual: the concrete metric names the document.
-  add_string(envelope, KEY_KEY, get_inventory_base_key());
-  return envelope;
+  add_string(envelope.get(), KEY_KEY, get_inventory_base_key());
+  return envelope.release();
 }
 
 cJSON* InventoryMetric::build_host_payload(korrin::log::Logger* log, bool full) {
   if (log != nullptr) {
     log->notice() << "build_host_payload: Enter";
   }
-  cJSON* host = cJSON_CreateObject();
-  if (host == nullptr) {
+  Tree host(cJSON_CreateObject());
+  if (!host) {
     return nullptr;
   }
   korrin::SystemInfoInterface* system_info = korrin::globals::plugins.system_info;
   if (full) {
-    add_string(host, KEY_CLIENT, system_info->get_client());
-    add_string(host, KEY_SERIAL_NUMBER, system_info->get_serial_number());
-    add_string(host, KEY_DEVICE_NAME, system_info->get_device_name());
-    add_string(host, KEY_MODEL, system_info->get_model());
-    add_string(host, KEY_FIRMWARE_VERSION, system_info->get_firmware_version());
-    add_string(host, KEY_HOST_OS_VERSION, system_info->get_host_os_version());
+    add_string(host.get(), KEY_CLIENT, system_info->get_client());
+    add_string(host.get(), KEY_SERIAL_NUMBER, system_info->get_serial_number());
+    add_string(host.get(), KEY_DEVICE_NAME, system_info->get_device_name());
+    add_string(host.get(), KEY_MODEL, system_info->get_model());
+    add_string(host.get(), KEY_FIRMWARE_VERSION, system_info->get_firmware_version());
+    add_string(host.get(), KEY_HOST_OS_VERSION, system_info->get_host_os_version());
   }
-  add_string(host, KEY_USER_ID, system_info->get_user_id());
-  return host;
+  add_string(host.get(), KEY_USER_ID, system_info->get_user_id());
+  return host.release();
 }
 
 cJSON* InventoryMetric::build_dock_payload() {
   logger->info() << "build_dock_payload: Enter";
-  cJSON* dock = cJSON_CreateObject();
-  if (dock == nullptr) {
+  Tree dock(cJSON_CreateObject());
+  if (!dock) {
     return nullptr;
   }
   const std::string serial_number =
       accessory == nullptr ? std::string() : accessory->get_dock_serial_number();
   if (serial_number.empty()) {
     logger->error() << "build_dock_payload: Dock serial number is empty.";
-    cJSON_Delete(dock);
     return nullptr;
   }
-  add_string(dock, KEY_SERIAL_NUMBER, serial_number);
-  add_string(dock, KEY_MODEL, accessory->get_dock_model());
-  return dock;
+  add_string(dock.get(), KEY_SERIAL_NUMBER, serial_number);
+  add_string(dock.get(), KEY_MODEL, accessory->get_dock_model());
+  return dock.release();
 }
 
 cJSON* InventoryMetric::build_accessory_payload() {
   logger->info() << "build_accessory_payload: Enter";
-  cJSON* payload = cJSON_CreateObject();
-  if (payload == nullptr) {
+  Tree payload(cJSON_CreateObject());
+  if (!payload) {
     return nullptr;
   }
   korrin::SystemInfoInterface* system_info = korrin::globals::plugins.system_info;
@@ -101,26 +107,26 @@ cJSON* InventoryMetric::build_accessory_payload() {
       accessory == nullptr ? std::string() : accessory->get_serial_number(system_info);
   if (serial_number.empty()) {
     logger->error() << "build_accessory_payload: accessory serial number is empty.";
-    cJSON_Delete(payload);
     return nullptr;
   }
-  add_string(payload, KEY_SERIAL_NUMBER, serial_number);
-  add_string(payload, KEY_FIRMWARE_VERSION, accessory->get_firmware_version());
-  add_string(payload, KEY_VENDOR, accessory->get_vendor(system_info));
-  add_string(payload, KEY_MODEL, get_headset_model(accessory->get_model(), serial_number));
-  add_string(payload, KEY_CONNECTION_TYPE, accessory->get_connection_type());
-  add_string(payload, KEY_CONNECTION_STATUS, accessory->get_connection_status());
-  return payload;
+  add_string(payload.get(), KEY_SERIAL_NUMBER, serial_number);
+  add_string(payload.get(), KEY_FIRMWARE_VERSION, accessory->get_firmware_version());
+  add_string(payload.get(), KEY_VENDOR, accessory->get_vendor(system_info));
+  add_string(payload.get(), KEY_MODEL, get_headset_model(accessory->get_model(), serial_number));
+  add_string(payload.get(), KEY_CONNECTION_TYPE, accessory->get_connection_type());
+  add_string(payload.get(), KEY_CONNECTION_STATUS, accessory->get_connection_status());
+  return payload.release();
 }
 
 std::string InventoryMetric::assemble_metrics() {
   logger->notice() << "assemble_metrics: Enter";
-  cJSON* envelope = build_envelop(logger);
+  // Owned here until the end: every way out, an exception from a host query
+  // included, frees the whole document.
+  Tree envelope(build_envelop(logger));
   // "value" is attached at once, so every later failure frees it with the envelope.
-  cJSON* value = envelope == nullptr ? nullptr : cJSON_CreateObject();
-  if (value == nullptr || !attach(envelope, KEY_VALUE, value)) {
+  cJSON* value = !envelope ? nullptr : cJSON_CreateObject();
+  if (value == nullptr || !attach(envelope.get(), KEY_VALUE, value)) {
     logger->error() << "assemble_metrics" << ERR_LIB << ": Envelop build failed";
-    cJSON_Delete(envelope);
     return std::string();
   }
 
@@ -129,7 +135,6 @@ std::string InventoryMetric::assemble_metrics() {
   cJSON* host = build_host_payload(logger, maker);
   if (!attach(value, KEY_HOST, host)) {
     logger->error() << "assemble_metrics" << ERR_LIB << ": Building host payload failed";
-    cJSON_Delete(envelope);
     return std::string();
   }
 
@@ -144,19 +149,19 @@ std::string InventoryMetric::assemble_metrics() {
   cJSON* payload = build_accessory_payload();
   if (!attach(value, get_inventory_accessory_key(), payload)) {
     logger->error() << "assemble_metrics" << ERR_LIB << ": Building accessory payload failed";
-    cJSON_Delete(envelope);
     return std::string();
   }
 
-  char* printed = cJSON_Print(envelope);
-  if (printed == nullptr) {
+  // cJSON_free pairs with the allocator cJSON printed with (the host process
+  // may have installed its own through cJSON_InitHooks).
+  std::unique_ptr<char, void (*)(void*)> printed(cJSON_Print(envelope.get()), &cJSON_free);
+  if (!printed) {
     logger->error() << "assemble_metrics" << ERR_LIB << ": JSON was not formed correctly";
-    cJSON_Delete(envelope);
     return std::string();
   }
-  std::string document(printed);
-  free(printed);
-  cJSON_Delete(envelope);
+  std::string document(printed.get());
+  printed.reset();
+  envelope.reset();
   logger->notice() << "assemble_metrics: success";
   return document;
 }
