@@ -215,6 +215,15 @@ TEST_F(FirmwareTest, UpgradeIsRequestedAndRememberedUnderTheFirmwareLock) {
   EXPECT_EQ(host.device.calls_under_lock(), 0);
 }
 
+TEST_F(FirmwareTest, OlderConfiguredVersionIsRequestedUnderTheLibrarysPolicy) {
+  config->upgrade_firmware("1-2-3", "H5 previous", "1-2-4");
+  EXPECT_EQ(
+      host.calls.starting_with("device."),
+      (std::vector<std::string>{"device.request_firmware_upgrade(acc-1, 1-2-3, H5 previous)"}));
+  EXPECT_EQ(config->requested_firmware(), "1-2-3");
+  EXPECT_EQ(config->policy_questions, 1);
+}
+
 TEST_F(FirmwareTest, RefusedAnswerOfTheHostChangesNothing) {
   host.device.upgrade_answer = false;
   config->upgrade_firmware("2-0-0", "H5 release", "1-2-3");
