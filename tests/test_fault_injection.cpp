@@ -10,9 +10,11 @@
 // The list of operations is checked against the host interfaces declared in
 // korrin/plugins.h, so an operation added there cannot be forgotten here.
 #include <cjson/cJSON.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -138,6 +140,9 @@ class Scenario {
   FakeHost& host_;
 };
 
+// Checks what the library leaves behind right after an exception.
+using StateCheck = std::function<void(FakeHost&, Scenario&)>;
+
 struct MetricDeleter {
   void operator()(korrin::metrics::MetricsInterface* metric) const { delete_metric(metric); }
 };
@@ -254,6 +259,120 @@ void previous_accessory_kept(FakeHost& /*host*/, Scenario& flow) {
   EXPECT_EQ(accessory->get_firmware_version(), "1-2-3");
 }
 
+// A small configuration document reaching every host operation of a
+// document update: an H-9 headset gets common and model settings of every
+// access kind and a firmware request; a wireless headset gets its own model
+// settings and hands its dongle to the host's driver ("LATEST").
+const char kDocument[] = R"({"templateConfiguration": {
+  "updatedTime": 1718035200,
+  "commonSettings": [
+    {"name": "ringerVolume", "usageId": 101, "value": 5, "access": "Admin"},
+    {"name": "sidetone_Admin", "usageId": 104, "value": 3, "access": "Both"},
+    {"name": "sidetone_User", "usageId": 104, "value": 2, "access": "Both"},
+    {"name": "answerTone_Admin", "usageId": 105, "value": 255, "access": "Both"},
+    {"name": "busylight", "usageId": 136, "value": 1, "access": "Both"}
+  ],
+  "modelSpecificSettings": [
+    {"models": ["Zelor H-9"], "modelFirmware": [{"firmwareName": "H9 release",
+      "firmwareVersion": "5-1-0",
+      "firmwareParams": [{"name": "spatialAudio", "usageId": 150, "value": 1, "access": "Admin"}]}]},
+    {"models": ["H-7 Wireless"], "modelFirmware": [{"firmwareName": "H7 release",
+      "firmwareVersion": "1-0-4",
+      "firmwareParams": [{"name": "range", "usageId": 160, "value": 2, "access": "Admin"}]}]},
+    {"models": ["Zelor D-2"], "modelFirmware": [{"firmwareName": "LATEST"}]}
+  ]}})";
+
+AccessoryData h9_headset() {
+  AccessoryData data;
+  data.model = "Zelor H-9";
+  data.serial_number = "ZH9C0007A1";
+  data.firmware_version = "5-0-2";
+  return data;
+}
+
+AccessoryData wireless_headset() {
+  AccessoryData data;
+  data.model = "Zelor H-7 Wireless";
+  data.serial_number = "ZH7W5520019";
+  data.firmware_version = "1-0-4";
+  data.dongle_model = "Zelor D-2";
+  data.dongle_firmware_version = "3-0-9";
+  return data;
+}
+
+// Two configuration objects take the document over.
+class DocumentScenario : public Scenario {
+ public:
+  explicit DocumentScenario(FakeHost& host)
+      : Scenario(host),
+        headset_(host.accessory(h9_headset())),
+        wireless_(host.accessory(wireless_headset())) {}
+  std::vector<Step> steps() override {
+    return {
+        {"create_config", [this] { create(); }},
+        {"update_from_server", [this] { headset_config_->update_from_server(kDocument); }},
+        {"update_from_server(dongle)", [this] { wireless_config_->update_from_server(kDocument); }},
+    };
+  }
+  korrin::config::ConfigInterface* headset_config() { return headset_config_.get(); }
+
+ private:
+  void create() {
+    headset_config_.reset(create_config("hs-h9-03", headset_.get()));
+    wireless_config_.reset(create_config("hs-wireless-05", wireless_.get()));
+  }
+
+  std::unique_ptr<FakeAccessory> headset_;
+  std::unique_ptr<FakeAccessory> wireless_;
+  ConfigHandle headset_config_;
+  ConfigHandle wireless_config_;
+};
+
+std::set<int> stored_usage_ids(korrin::config::ConfigInterface* config) {
+  std::set<int> ids;
+  for (const auto& entry : config->retrieve_config()) {
+    ids.insert(entry.first);
+  }
+  return ids;
+}
+
+korrin::config::ConfigInterface* headset_config(Scenario& flow) {
+  return dynamic_cast<DocumentScenario&>(flow).headset_config();
+}
+
+// The document update stopped before any setting was stored.
+void nothing_stored(FakeHost& /*host*/, Scenario& flow) {
+  EXPECT_TRUE(headset_config(flow)->retrieve_config().empty());
+}
+
+// Every setting was stored, but the firmware step was not reached.
+void settings_stored_no_firmware_request(FakeHost& host, Scenario& flow) {
+  EXPECT_EQ(stored_usage_ids(headset_config(flow)), (std::set<int>{101, 104, 105, 150}));
+  EXPECT_EQ(host.calls.count("device.request_firmware_upgrade"), 0u);
+}
+
+// The library caught the exception while storing the common settings: it
+// logged it, stored no common setting from that entry on, and went on with
+// the model settings and the firmware.
+StateCheck common_settings_cut_short(const std::string& record, std::set<int> stored) {
+  return [record, stored](FakeHost& host, Scenario& flow) {
+    EXPECT_THAT(host.log.texts(), ::testing::Contains(record));
+    EXPECT_EQ(stored_usage_ids(headset_config(flow)), stored);
+    EXPECT_EQ(host.calls.count("device.request_firmware_upgrade"), 1u);
+  };
+}
+
+// The library caught the exception while storing the model settings: it
+// logged it, did not configure the device, and still asked for the firmware.
+void model_settings_dropped(FakeHost& host, Scenario& flow) {
+  EXPECT_THAT(host.log.texts(),
+              ::testing::Contains("HeadsetConfigImpl: apply_settings[LIB-ERR]: injected fault: "
+                                  "mutex.lock"));
+  EXPECT_EQ(stored_usage_ids(headset_config(flow)), (std::set<int>{101, 104, 105}));
+  EXPECT_EQ(host.calls.count("device.apply_setting(hs-h9-03"), 0u);
+  EXPECT_EQ(host.calls.count("device.request_firmware_upgrade"), 1u);
+}
+
 using ScenarioFactory = std::function<std::unique_ptr<Scenario>(FakeHost&)>;
 
 template <typename T>
@@ -265,6 +384,7 @@ const std::map<std::string, ScenarioFactory>& all_scenarios() {
   static const std::map<std::string, ScenarioFactory> scenarios = {
       {"inventory", scenario<InventoryScenario>()},
       {"config_object", scenario<ConfigObjectScenario>()},
+      {"document", scenario<DocumentScenario>()},
   };
   return scenarios;
 }
@@ -298,9 +418,6 @@ StepsOutcome run_steps(std::vector<Step>& steps, std::size_t first = 0) {
 
 // ---- the cases ---------------------------------------------------------------
 
-// What the library leaves behind right after the exception.
-using StateCheck = std::function<void(FakeHost&, Scenario&)>;
-
 // The `nth` call of `operation` throws while `scenario` runs; the exception
 // must leave the library from `step`, leaving the state `state` checks.
 struct FaultCase {
@@ -326,9 +443,11 @@ std::string case_name(const FaultCase& fault);
 void PrintTo(const FaultCase& fault, std::ostream* out) { *out << case_name(fault); }
 
 std::string case_name(const FaultCase& fault) {
-  std::string name = fault.operation + "_call" + std::to_string(fault.nth) + "_in_" + fault.step;
+  const std::string outcome = fault.step.empty() ? "handled" : "from_" + fault.step;
+  std::string name =
+      fault.scenario + "_" + fault.operation + "_call" + std::to_string(fault.nth) + "_" + outcome;
   for (char& c : name) {
-    if (c == '.') {
+    if (!std::isalnum(static_cast<unsigned char>(c))) {
       c = '_';
     }
   }
@@ -390,6 +509,35 @@ const std::vector<FaultCase>& all_cases() {
       {"accessory.clone", 2, "config_object", "clone"},
       {"device.request_firmware_upgrade", 1, "config_object", "request_upgrade"},
       {"accessory.clone", 3, "config_object", "update", previous_accessory_kept},
+      // Document update. The library handles the exceptions thrown while it
+      // stores a settings array (no step fails); the others reach the host.
+      {"mutex.lock", 1, "document", "",
+       common_settings_cut_short(
+           "HeadsetConfigImpl: save_common_settings_params[LIB-ERR]injected fault: mutex.lock",
+           {150})},
+      {"system_info.get_config_url_template", 1, "document", "",
+       common_settings_cut_short("HeadsetConfigImpl: save_common_settings_params[LIB-ERR]"
+                                 "injected fault: system_info.get_config_url_template",
+                                 {101, 104, 105, 150})},
+      {"mutex.lock", 4, "document", "", model_settings_dropped},
+      {"accessory.get_model", 1, "document", "update_from_server", nothing_stored},
+      {"accessory.get_serial_number", 1, "document", "update_from_server", nothing_stored},
+      // Configuring the device after the model settings were stored.
+      {"mutex.lock", 5, "document", "update_from_server", settings_stored_no_firmware_request},
+      {"device.apply_setting", 1, "document", "update_from_server",
+       settings_stored_no_firmware_request},
+      {"device.set_follow_user_config", 1, "document", "update_from_server",
+       settings_stored_no_firmware_request},
+      {"accessory.get_firmware_version", 1, "document", "update_from_server",
+       settings_stored_no_firmware_request},
+      {"accessory.get_dongle_model", 1, "document", "update_from_server",
+       settings_stored_no_firmware_request},
+      // The firmware lock, taken to note the requested version.
+      {"mutex.lock", 9, "document", "update_from_server", settings_stored_no_firmware_request},
+      {"device.request_firmware_upgrade", 1, "document", "update_from_server"},
+      {"accessory.get_dongle_model", 2, "document", "update_from_server(dongle)"},
+      {"accessory.get_dongle_firmware_version", 1, "document", "update_from_server(dongle)"},
+      {"device.delegate_upgrade", 1, "document", "update_from_server(dongle)"},
   };
   return cases;
 }
@@ -397,10 +545,7 @@ const std::vector<FaultCase>& all_cases() {
 // Operations of the host interfaces that no scenario of this file reaches
 // yet, because the library parts that call them are still being built.
 const std::set<std::string> kNotYetReachable = {
-    "accessory.get_dongle_model",
-    "accessory.get_dongle_firmware_version",
     "accessory.is_config_ready",
-    "device.delegate_upgrade",
     "device.report_config_failure",
     "device.report_config_pending",
     "network.fetch",
@@ -435,7 +580,9 @@ TEST_P(FaultInjectionTest, ExceptionReachesTheCallerAndNothingStaysHeldOrLeaks) 
     const StepsOutcome run = run_steps(steps);
     EXPECT_EQ(host.calls.faults_thrown(), 1) << "the scenario never reached the armed call";
     EXPECT_EQ(run.failed_step, fault.step);
-    EXPECT_EQ(run.what, "injected fault: " + fault.operation);
+    if (!fault.step.empty()) {
+      EXPECT_EQ(run.what, "injected fault: " + fault.operation);
+    }
     EXPECT_EQ(run.locks_held_after, 0) << "a library lock is still held after the exception";
     if (fault.state) {
       fault.state(host, *flow);
