@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example test asan lint format clean fuzz-smoke memcheck
+.PHONY: all example test asan lint format clean fuzz-smoke memcheck soak
 
 all: test
 
@@ -32,6 +32,15 @@ memcheck:
 	cmake --preset dev
 	cmake --build --preset dev
 	scripts/memcheck build/dev
+
+# Long runs in one process (optimised build): SOAK_CYCLES inventory sends and
+# connect/configure/disconnect cycles, failing when the live heap changes.
+SOAK_CYCLES ?= 10000
+soak:
+	scripts/install-deps build
+	cmake --preset soak
+	cmake --build --preset soak
+	GLIBC_TUNABLES=glibc.malloc.tcache_count=0 build/soak/tests/soak/korrin-soak --sends $(SOAK_CYCLES)
 
 # Every libFuzzer target for FUZZ_SECONDS each (make fuzz-smoke FUZZ_SECONDS=600
 # for a longer run); findings are saved under build/fuzz/artifacts.
