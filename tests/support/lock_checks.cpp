@@ -35,12 +35,7 @@ std::vector<std::string> lines_under_lock(const std::vector<std::string>& lines,
   std::map<int, int> depth;
   std::vector<std::string> out;
   for (const auto& line : lines) {
-    int id = 0;
-    const int step = lock_step(line, &id);
-    if (step != 0) {
-      depth[id] += step;
-      continue;
-    }
+    // Judge each line by the locks held before it (a lock line included).
     bool held = false;
     for (const auto& entry : depth) {
       const bool watched = lock_ids.empty() || std::find(lock_ids.begin(), lock_ids.end(),
@@ -51,6 +46,11 @@ std::vector<std::string> lines_under_lock(const std::vector<std::string>& lines,
                                      [&](const std::string& p) { return starts_with(line, p); });
     if (held && matches) {
       out.push_back(line);
+    }
+    int id = 0;
+    const int step = lock_step(line, &id);
+    if (step != 0) {
+      depth[id] += step;
     }
   }
   return out;
