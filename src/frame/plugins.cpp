@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "frame/plugins_check.h"
+#include "korrin/config_manager.h"
 
 namespace korrin {
 
@@ -22,11 +23,17 @@ bool init(Plugins& plugins) {
   return true;
 }
 
-void task_forwarder(void* /*context*/, TaskParametersInterface* params) {
+void task_forwarder(void* context, TaskParametersInterface* params) {
   if (params == nullptr) {
     return;
   }
   switch (params->get_type()) {
+    case 0:
+      // A configure request; the context is the manager that queued it.
+      if (context != nullptr) {
+        static_cast<config::ConfigManagerImpl*>(context)->configure_accessory_task(params);
+      }
+      break;
     default:
       // Unknown task types are ignored; the dispatcher owns and frees params.
       break;
