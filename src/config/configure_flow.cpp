@@ -24,6 +24,17 @@ constexpr int kReportFailure = 1;
 constexpr int kReportPending = 2;
 const char kRequester[] = "CONFIGMGR";
 
+// Hands a configure task to the host's dispatcher, which keeps its own clone
+// of `params`. A retry (the clone's counter above 0) backs off 30 to 40 s.
+void add_configure_task(ConfigManagerImpl* manager, ConfigAccessoryParams& params) {
+  if (params.config_ != nullptr && params.config_->get_config_retries() > 0) {
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    params.defer_time_ = static_cast<int>(
+        kRetryMinimumSeconds + static_cast<unsigned>(std::rand()) % (kRetrySpreadSeconds + 1));
+  }
+  globals::plugins.task_dispatcher->add_task(task_forwarder, manager, &params);
+}
+
 }  // namespace
 
 bool ConfigManagerImpl::configure_accessory(const std::string& id, std::string time) {
@@ -56,21 +67,15 @@ bool ConfigManagerImpl::configure_accessory(const std::string& id, std::string t
     return true;
   }
   set_configure_accessory_pending(true);
-  queue_configure_task(config);
+  ConfigAccessoryParams params(config->clone(), 0, kTaskTimeoutSeconds);
+  add_configure_task(this, params);
   logger_->notice() << "configure_accessory: added async task";
-  return true;
+  return true;  // our clone goes with `params`
 }
 
 void ConfigManagerImpl::queue_configure_task(ConfigInterface* config) {
   ConfigAccessoryParams params(config->clone(), 0, kTaskTimeoutSeconds);
-  if (params.config_ != nullptr && params.config_->get_config_retries() > 0) {
-    // A retry: back off 30 to 40 seconds.
-    std::srand(static_cast<unsigned>(std::time(nullptr)));
-    params.defer_time_ = static_cast<int>(
-        kRetryMinimumSeconds + static_cast<unsigned>(std::rand()) % (kRetrySpreadSeconds + 1));
-  }
-  // The dispatcher keeps its own clone; ours goes with `params`.
-  globals::plugins.task_dispatcher->add_task(task_forwarder, this, &params);
+  add_configure_task(this, params);
 }
 
 void ConfigManagerImpl::configure_accessory_task(TaskParametersInterface* params) {
