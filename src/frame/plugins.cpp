@@ -5,6 +5,7 @@
 
 #include "frame/plugins_check.h"
 #include "korrin/config_manager.h"
+#include "korrin/metrics.h"
 
 namespace korrin {
 
@@ -33,6 +34,11 @@ void task_forwarder(void* context, TaskParametersInterface* params) {
       if (context != nullptr) {
         static_cast<config::ConfigManagerImpl*>(context)->configure_accessory_task(params);
       }
+      break;
+    case 1:
+      // An inventory task carries everything in its parameters; the context
+      // (the metric that queued it) may already be gone.
+      metrics::InventoryMetric::send_metric(params);
       break;
     default:
       // Unknown task types are ignored; the dispatcher owns and frees params.
