@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "korrin/korrin.h"
-#include "support/config_probe.h"
+#include "support/config_members.h"
 #include "support/fake_host.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "korrin/korrin.h"
-#include "support/config_probe.h"
+#include "support/config_members.h"
 #include "support/fake_host.h"
 #include "support/lock_checks.h"
 

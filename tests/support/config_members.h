@@ -1,7 +1,7 @@
 // Test access to a configuration object's protected state, and an accessory
 // description that notes its own destruction in the call log.
-#ifndef KORRIN_TESTS_SUPPORT_CONFIG_PROBE_H
-#define KORRIN_TESTS_SUPPORT_CONFIG_PROBE_H
+#ifndef KORRIN_TESTS_SUPPORT_CONFIG_MEMBERS_H
+#define KORRIN_TESTS_SUPPORT_CONFIG_MEMBERS_H
 
 #include <string>
 
@@ -42,4 +42,4 @@ class NotingAccessory : public FakeAccessory {
 
 }  // namespace korrin_test
 
-#endif  // KORRIN_TESTS_SUPPORT_CONFIG_PROBE_H
+#endif  // KORRIN_TESTS_SUPPORT_CONFIG_MEMBERS_H
