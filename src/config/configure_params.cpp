@@ -22,9 +22,7 @@ TaskParametersInterface* ConfigAccessoryParams::clone() const {
   // copy fails, that clone is released here.
   std::unique_ptr<ConfigInterface, void (*)(ConfigInterface*)> config(config_->clone(),
                                                                       delete_config);
-  auto* copy = new ConfigAccessoryParams(config.get(), defer_time_, timeout_);
-  config.release();
-  return copy;
+  return new ConfigAccessoryParams(config.release(), defer_time_, timeout_);
 }
 
 int ConfigAccessoryParams::get_type() const { return 0; }
