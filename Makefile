@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example test asan lint format clean fuzz-smoke memcheck soak
+.PHONY: all example test asan tsan lint format clean fuzz-smoke memcheck soak
 
 all: test
 
@@ -24,6 +24,14 @@ asan:
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
+
+# The whole suite under ThreadSanitizer; the threaded configure-flow test is
+# the one that drives host threads and a dispatcher thread together.
+tsan:
+	scripts/install-deps build tsan
+	cmake --preset tsan
+	cmake --build --preset tsan
+	ctest --preset tsan
 
 # The test suite of the dev build under valgrind memcheck: fails on any error
 # or leak.
