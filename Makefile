@@ -8,25 +8,25 @@ all: test
 # The main job (until the reference host lands): build the library and run
 # the minimal example host.
 example:
-	scripts/install-deps build
+	scripts/install-deps build host
 	cmake --preset dev
 	cmake --build --preset dev --target korrin-minimal-host
 	./build/dev/examples/korrin-minimal-host
 
 test:
-	scripts/install-deps build
+	scripts/install-deps build host
 	cmake --preset dev
 	cmake --build --preset dev
 	ctest --preset dev
 
 asan:
-	scripts/install-deps build asan
+	scripts/install-deps build host asan
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
 
 lint:
-	scripts/install-deps build lint
+	scripts/install-deps build host lint
 	cmake --preset dev
 	scripts/lint
 
