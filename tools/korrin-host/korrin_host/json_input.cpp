@@ -60,7 +60,7 @@ JsonDocument::JsonDocument(const std::string& text, std::string origin)
   if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
     message += " (the file is empty)";
   } else if (near.empty()) {
-    message += " (unexpected end of file)";
+    message += " (reached the end of the file)";
   } else {
     message += " near '" + near + "'";
   }
