@@ -203,6 +203,9 @@ TransferRecord Network::transfer(const std::string& kind,
   response.clear();
 
   const bool is_post = kind == "post" || request.method == "POST";
+  if (is_post) {
+    record.body = request.body;
+  }
   if (is_post && !is_http_url(request.url)) {
     record.error = "a POST needs an http or https URL";
     logger_->warning() << kind << ": " << request.url << " failed: " << record.error;

@@ -109,6 +109,19 @@ void TaskDispatcher::stop() {
   idle_changed_.notify_all();
 }
 
+void TaskDispatcher::pause() {
+  std::lock_guard<std::mutex> guard(mutex_);
+  paused_ = true;
+}
+
+void TaskDispatcher::resume() {
+  {
+    std::lock_guard<std::mutex> guard(mutex_);
+    paused_ = false;
+  }
+  wake_.notify_all();
+}
+
 bool TaskDispatcher::idle() const {
   std::lock_guard<std::mutex> guard(mutex_);
   return queue_.empty() && !running_task_;
@@ -132,7 +145,7 @@ DispatcherStats TaskDispatcher::stats() const {
 void TaskDispatcher::run() {
   std::unique_lock<std::mutex> lock(mutex_);
   while (!stopping_) {
-    if (queue_.empty()) {
+    if (queue_.empty() || paused_) {
       wake_.wait(lock);
       continue;
     }

@@ -63,6 +63,13 @@ class TaskDispatcher : public korrin::TaskDispatcherInterface {
   /// dispatcher's own thread) it only asks the thread to stop.
   void stop();
 
+  /// While paused no task is checked or run; tasks keep being queued. A host
+  /// pauses while it connects several accessories so that their configure
+  /// requests join one fetch.
+  void pause();
+  /// Lets due tasks run again.
+  void resume();
+
   /// Whether no task is queued or running.
   bool idle() const;
   /// Waits until idle() or `timeout`; returns idle().
@@ -95,6 +102,7 @@ class TaskDispatcher : public korrin::TaskDispatcherInterface {
   std::uint64_t sequence_ = 0;
   bool running_task_ = false;
   bool stopping_ = false;
+  bool paused_ = false;
   DispatcherStats stats_;
   std::thread thread_;
 };

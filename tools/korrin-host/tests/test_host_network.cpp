@@ -286,6 +286,7 @@ TEST_F(HostNetwork, APostSendsTheBodyAsJson) {
   EXPECT_TRUE(record.ok);
   EXPECT_EQ(record.status, 200);
   EXPECT_EQ(record.bytes, std::string("{\"key\": \"headsetInventory\"}").size());
+  EXPECT_EQ(record.body, "{\"key\": \"headsetInventory\"}");
   EXPECT_FALSE(record.listener_called);
 }
 

@@ -354,6 +354,32 @@ TEST_F(HostTaskDispatcher, StopCalledFromATaskEndsTheDispatcherAfterThatTask) {
   EXPECT_EQ(probe->live, 2);
 }
 
+TEST_F(HostTaskDispatcher, APausedDispatcherQueuesButChecksNothingUntilResumed) {
+  TaskDispatcher dispatcher(&log, 0.01);
+  dispatcher.pause();
+  ScriptedParams first(probe, "first", 0);
+  ScriptedParams second(probe, "second", 0);
+  dispatcher.add_task(record_run, probe.get(), &first);
+  dispatcher.add_task(record_run, probe.get(), &second);
+  std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_TRUE(probe->checks.empty());
+  EXPECT_EQ(dispatcher.queued(), 2u);
+  EXPECT_FALSE(dispatcher.idle());
+  dispatcher.resume();
+  ASSERT_TRUE(dispatcher.wait_idle(milliseconds(5000)));
+  EXPECT_EQ(labels(), (std::vector<std::string>{"first", "second"}));
+}
+
+TEST_F(HostTaskDispatcher, StopEndsAPausedDispatcher) {
+  TaskDispatcher dispatcher(&log, 0.01);
+  dispatcher.pause();
+  ScriptedParams params(probe, "never", 0);
+  dispatcher.add_task(record_run, probe.get(), &params);
+  dispatcher.stop();
+  EXPECT_TRUE(probe->runs.empty());
+  EXPECT_EQ(probe->live, 1);
+}
+
 TEST_F(HostTaskDispatcher, TheTimeScaleShortensTheLibrarysRetryBackOff) {
   TaskDispatcher dispatcher(&log, 0.001);  // 40 s of task time = 40 ms
   EXPECT_EQ(dispatcher.scaled(40), std::chrono::duration_cast<Clock::duration>(milliseconds(40)));
