@@ -44,6 +44,7 @@ struct TransferRecord {
   int transport_code = 0;  ///< libcurl's result code (0 = no transport error)
   std::string error;       ///< why it failed, for people
   std::size_t bytes = 0;   ///< bytes received (fetch) or sent (post)
+  std::string body;        ///< the body a POST sent
   double started_s = 0;    ///< seconds from the network's creation to the start
   double duration_s = 0;
   bool listener_called = false;  ///< the outcome was delivered to the listener
