@@ -7,6 +7,8 @@
 #include <sstream>
 
 #include "korrin_host/document_server.h"
+#include "korrin_host/json_input.h"
+#include "korrin_host/system_info.h"
 
 namespace korrin_host {
 
@@ -48,6 +50,24 @@ std::string describe_accessory(const AccessoryFacts& facts) {
 }
 
 }  // namespace
+
+std::string demo_url(const std::string& url_template, const std::string& token, int port,
+                     std::string& error) {
+  const std::string prefix = "http://" + token;
+  if (url_template.compare(0, prefix.size(), prefix) != 0) {
+    error = "the demo serves plain http: the URL \"" + url_template + "\" must start with \"" +
+            prefix + "\"";
+    return std::string();
+  }
+  std::size_t rest = prefix.size();
+  if (rest < url_template.size() && url_template[rest] == ':') {
+    ++rest;
+    while (rest < url_template.size() && url_template[rest] >= '0' && url_template[rest] <= '9') {
+      ++rest;
+    }
+  }
+  return prefix + ":" + std::to_string(port) + url_template.substr(rest);
+}
 
 std::string format_demo_summary(const RunReport& report, const std::string& server_url,
                                 const std::string& documents_dir,
@@ -123,15 +143,33 @@ int run_demo(const DemoOptions& options, std::ostream& out, std::ostream& err) {
     err << "korrin-host: cannot start the demo server on 127.0.0.1\n";
     return kExitFailure;
   }
-  const std::string port = std::to_string(server.port());
-  const std::string server_url = "http://127.0.0.1:" + port + "/";
+  const std::string server_url = "http://127.0.0.1:" + std::to_string(server.port()) + "/";
 
-  // The server's port goes into the URL templates; the server address that
-  // replaces {tftp} and {qelm} stays a bare address.
+  // The server's port goes into the host file's URL templates; the server
+  // address that replaces {tftp} and {qelm} stays a bare address.
   RunOptions run = options.run;
-  run.config_url = "http://{tftp}:" + port + "/{userid}.json";
+  std::string config_url_template;
+  std::string inventory_url;
+  try {
+    const HostFacts facts = load_host_facts(run.host_file);
+    config_url_template = facts.config_url_template;
+    inventory_url = facts.inventory_url;
+  } catch (const InputError& error) {
+    err << "korrin-host: " << error.what() << "\n";
+    return kExitBadInput;
+  }
+  std::string error;
+  run.config_url = demo_url(config_url_template, "{tftp}", server.port(), error);
+  if (!error.empty()) {
+    err << "korrin-host: " << run.host_file << ": configUrlTemplate: " << error << "\n";
+    return kExitBadInput;
+  }
+  run.inventory_url = demo_url(inventory_url, "{qelm}", server.port(), error);
+  if (!error.empty()) {
+    err << "korrin-host: " << run.host_file << ": inventoryUrl: " << error << "\n";
+    return kExitBadInput;
+  }
   run.config_url_given = true;
-  run.inventory_url = "http://{qelm}:" + port + "/inventory";
   run.inventory_url_given = true;
   run.config_servers = {"127.0.0.1"};
 
@@ -157,7 +195,6 @@ int run_demo(const DemoOptions& options, std::ostream& out, std::ostream& err) {
                          std::to_string(request.status));
   }
   out << format_demo_summary(report, server_url, options.documents_dir, server_log);
-  std::string error;
   if (!write_state(run, report, error)) {
     err << "korrin-host: " << error << "\n";
     return kExitFailure;

@@ -22,6 +22,12 @@ struct DemoOptions {
 /// `err`; returns the exit status.
 int run_demo(const DemoOptions& options, std::ostream& out, std::ostream& err);
 
+/// `url_template` pointed at the demo server: it must start with
+/// "http://" + `token` ("{tftp}" or "{qelm}"); the port after the token is
+/// replaced by `port` (or added). Empty, with `error` set, otherwise.
+std::string demo_url(const std::string& url_template, const std::string& token, int port,
+                     std::string& error);
+
 /// The demo's summary: per accessory, the settings applied in order, the
 /// firmware decision and the inventory document the server received.
 std::string format_demo_summary(const RunReport& report, const std::string& server_url,

@@ -64,42 +64,27 @@ Readiness read_readiness(const JsonObjectReader& readiness, const char* key) {
 
 AccessoryFacts read_accessory(const cJSON* item, const std::string& where) {
   const JsonObjectReader entry(item, where);
-  entry.reject_unknown({"id", "type", "vendor", "model", "serialNumber", "firmwareVersion",
-                        "vendorHeadset", "dock", "dongle", "connection", "readiness"});
+  entry.reject_unknown({"id", "type", "vendor", "model", "serial", "firmware", "dockSerial",
+                        "dockModel", "dongleModel", "dongleFirmware", "connectionType",
+                        "connectionStatus", "inventoryReady", "configReady", "vendorHeadset"});
   AccessoryFacts facts;
   facts.id = entry.required_string("id");
   facts.type = read_type(entry);
   facts.vendor = entry.string("vendor");
   facts.model = entry.string("model");
-  facts.serial_number = entry.string("serialNumber");
-  facts.firmware_version = entry.string("firmwareVersion");
+  facts.serial_number = entry.string("serial");
+  facts.firmware_version = entry.string("firmware");
+  facts.dock_serial_number = entry.string("dockSerial");
+  facts.dock_model = entry.string("dockModel");
+  facts.dongle_model = entry.string("dongleModel");
+  facts.dongle_firmware_version = entry.string("dongleFirmware");
+  facts.connection_type = entry.string("connectionType");
+  facts.connection_status = entry.string("connectionStatus");
+  facts.config_ready = read_readiness(entry, "configReady");
+  facts.inventory_ready = read_readiness(entry, "inventoryReady");
   // Without an explicit answer, the maker's own headsets are those of its vendor name.
   facts.vendor_headset = entry.boolean(
       "vendorHeadset", facts.type == 1 && starts_with_ignoring_case(facts.vendor, "Zelor"));
-  if (entry.has("dock")) {
-    const JsonObjectReader dock(entry.member("dock"), where + ": dock");
-    dock.reject_unknown({"serialNumber", "model"});
-    facts.dock_serial_number = dock.string("serialNumber");
-    facts.dock_model = dock.string("model");
-  }
-  if (entry.has("dongle")) {
-    const JsonObjectReader dongle(entry.member("dongle"), where + ": dongle");
-    dongle.reject_unknown({"model", "firmwareVersion"});
-    facts.dongle_model = dongle.string("model");
-    facts.dongle_firmware_version = dongle.string("firmwareVersion");
-  }
-  if (entry.has("connection")) {
-    const JsonObjectReader connection(entry.member("connection"), where + ": connection");
-    connection.reject_unknown({"type", "status"});
-    facts.connection_type = connection.string("type");
-    facts.connection_status = connection.string("status");
-  }
-  if (entry.has("readiness")) {
-    const JsonObjectReader readiness(entry.member("readiness"), where + ": readiness");
-    readiness.reject_unknown({"config", "inventory"});
-    facts.config_ready = read_readiness(readiness, "config");
-    facts.inventory_ready = read_readiness(readiness, "inventory");
-  }
   return facts;
 }
 
@@ -107,11 +92,9 @@ AccessoryFacts read_accessory(const cJSON* item, const std::string& where) {
 
 std::vector<AccessoryFacts> parse_accessories(const std::string& text, const std::string& origin) {
   const JsonDocument document(text, origin);
-  const JsonObjectReader root(document.root(), origin);
-  root.reject_unknown({"accessories"});
-  const cJSON* list = root.member("accessories");
-  if (list == nullptr || !cJSON_IsArray(list)) {
-    throw InputError(root.describe("accessories", "must be an array of accessories"));
+  const cJSON* list = document.root();
+  if (!cJSON_IsArray(list)) {
+    throw InputError(origin + ": expected a JSON array of accessories");
   }
   std::vector<AccessoryFacts> accessories;
   std::set<std::string> ids;

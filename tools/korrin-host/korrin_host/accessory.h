@@ -1,6 +1,12 @@
 // Accessory descriptions read from a JSON file (examples/accessories.json):
 // identity, firmware, dock, dongle, connection and readiness of each
 // simulated accessory.
+//
+// The file is a JSON array of objects with the members id, type, vendor,
+// model, serial, firmware, dockSerial, dockModel, dongleModel,
+// dongleFirmware, connectionType, connectionStatus, inventoryReady,
+// configReady and vendorHeadset. Only id and type are required; the
+// readiness members also take a number of seconds after connection.
 #ifndef KORRIN_HOST_ACCESSORY_H
 #define KORRIN_HOST_ACCESSORY_H
 

@@ -29,7 +29,7 @@ std::string parse_error(const std::string& text) {
 
 AccessoryFacts only(const std::string& entry) {
   const std::vector<AccessoryFacts> list =
-      korrin_host::parse_accessories("{\"accessories\": [" + entry + "]}", "acc.json");
+      korrin_host::parse_accessories("[" + entry + "]", "acc.json");
   EXPECT_EQ(list.size(), 1u);
   return list.at(0);
 }
@@ -38,41 +38,44 @@ Accessory connect(const AccessoryFacts& facts, double time_scale = 1.0) {
   return Accessory(std::make_shared<const AccessoryFacts>(facts), Clock::now(), time_scale);
 }
 
-TEST(HostAccessories, TheExampleFileDescribesThreeAccessories) {
+TEST(HostAccessories, TheExampleFileIsReadCompletely) {
   const std::vector<AccessoryFacts> list =
       korrin_host::load_accessories(KORRIN_EXAMPLES_DIR "/accessories.json");
-  ASSERT_EQ(list.size(), 3u);
-  const AccessoryFacts& docked = list[0];
-  EXPECT_EQ(docked.id, "headset-1");
+  std::vector<std::string> ids;
+  for (const AccessoryFacts& facts : list) {
+    ids.push_back(facts.id);
+  }
+  EXPECT_EQ(ids, (std::vector<std::string>{"hs-desk-01", "hs-pro-02", "hs-h9-03", "hs-h8-04",
+                                           "hs-wireless-05", "cam-room-06", "hs-acme-07"}));
+  const AccessoryFacts& docked = list.at(0);
   EXPECT_EQ(docked.type, 1);
   EXPECT_EQ(docked.vendor, "Zelor");
-  EXPECT_EQ(docked.model, "Zelor H-9");
-  EXPECT_EQ(docked.serial_number, "ZH9A1235001");
-  EXPECT_EQ(docked.firmware_version, "1-2-3");
-  EXPECT_EQ(docked.dock_serial_number, "DK-77001");
-  EXPECT_EQ(docked.dock_model, "Zelor Dock 3");
-  EXPECT_EQ(docked.dongle_model, "");
+  EXPECT_EQ(docked.model, "Zelor H-5");
+  EXPECT_EQ(docked.serial_number, "ZH5B2231907");
+  EXPECT_EQ(docked.firmware_version, "2-3-1");
+  EXPECT_EQ(docked.dock_serial_number, "DK-77120");
+  EXPECT_EQ(docked.dock_model, "Zelor Dock 5");
   EXPECT_EQ(docked.connection_type, "USB");
   EXPECT_EQ(docked.connection_status, "connected");
   EXPECT_TRUE(docked.vendor_headset);
-  const AccessoryFacts& wireless = list[1];
-  EXPECT_EQ(wireless.id, "headset-2");
-  EXPECT_EQ(wireless.dongle_model, "Zelor D-10");
-  EXPECT_EQ(wireless.dongle_firmware_version, "3-1-0");
-  EXPECT_EQ(wireless.dock_serial_number, "");
-  const AccessoryFacts& camera = list[2];
-  EXPECT_EQ(camera.id, "camera-1");
+  EXPECT_TRUE(docked.config_ready.ever);
+  EXPECT_TRUE(docked.inventory_ready.ever);
+  const AccessoryFacts& wireless = list.at(4);
+  EXPECT_EQ(wireless.dongle_model, "Zelor D-2");
+  EXPECT_EQ(wireless.dongle_firmware_version, "3-0-9");
+  EXPECT_EQ(wireless.connection_type, "Bluetooth");
+  const AccessoryFacts& camera = list.at(5);
   EXPECT_EQ(camera.type, 2);
   EXPECT_FALSE(camera.vendor_headset);
+  EXPECT_EQ(list.at(6).vendor, "Acme");
 }
 
 TEST(HostAccessories, TheInterfaceAnswersFromTheFacts) {
   const Accessory accessory = connect(only(R"({
-      "id": "h", "type": "headset", "vendor": "Zelor", "model": "Zelor H-9",
-      "serialNumber": "SN1", "firmwareVersion": "1-2", "vendorHeadset": false,
-      "dock": {"serialNumber": "D1", "model": "Dock"},
-      "dongle": {"model": "Dongle", "firmwareVersion": "3-4"},
-      "connection": {"type": "USB", "status": "connected"}})"));
+      "id": "h", "type": 1, "vendor": "Zelor", "model": "Zelor H-9", "serial": "SN1",
+      "firmware": "1-2", "dockSerial": "D1", "dockModel": "Dock", "dongleModel": "Dongle",
+      "dongleFirmware": "3-4", "connectionType": "USB", "connectionStatus": "connected",
+      "inventoryReady": true, "configReady": true, "vendorHeadset": false})"));
   EXPECT_EQ(accessory.get_accessory_type(), 1);
   EXPECT_EQ(accessory.get_vendor(nullptr), "Zelor");
   EXPECT_EQ(accessory.get_model(), "Zelor H-9");
@@ -87,6 +90,15 @@ TEST(HostAccessories, TheInterfaceAnswersFromTheFacts) {
   EXPECT_FALSE(accessory.is_vendor_headset());  // said so explicitly
   EXPECT_TRUE(accessory.is_config_ready());
   EXPECT_TRUE(accessory.is_inventory_ready());
+}
+
+TEST(HostAccessories, OnlyIdAndTypeAreRequired) {
+  const AccessoryFacts facts = only(R"({"id": "a", "type": 2})");
+  EXPECT_EQ(facts.model, "");
+  EXPECT_EQ(facts.serial_number, "");
+  EXPECT_EQ(facts.dongle_model, "");
+  EXPECT_TRUE(facts.config_ready.ever);
+  EXPECT_EQ(facts.config_ready.after_seconds, 0);
 }
 
 TEST(HostAccessories, TypesAreWordsOrIntegers) {
@@ -118,14 +130,14 @@ TEST(HostAccessories, ClonesAreIndependentObjectsWithTheSameAnswers) {
 }
 
 TEST(HostAccessories, ReadinessCanBeNeverOrAfterAScaledDelay) {
-  const AccessoryFacts never = only(R"({"id": "a", "type": 1,
-      "readiness": {"config": false, "inventory": false}})");
+  const AccessoryFacts never =
+      only(R"({"id": "a", "type": 1, "configReady": false, "inventoryReady": false})");
   const Accessory unready = connect(never);
   EXPECT_FALSE(unready.is_config_ready());
   EXPECT_FALSE(unready.is_inventory_ready());
 
-  const AccessoryFacts later = only(R"({"id": "b", "type": 1,
-      "readiness": {"config": 10, "inventory": true}})");
+  const AccessoryFacts later =
+      only(R"({"id": "b", "type": 1, "configReady": 10, "inventoryReady": true})");
   EXPECT_EQ(later.config_ready.after_seconds, 10);
   const Accessory accessory = connect(later, 0.01);  // 10 s of host time = 100 ms
   std::unique_ptr<korrin::AccessoryInfoInterface> clone(accessory.clone());
@@ -138,33 +150,32 @@ TEST(HostAccessories, ReadinessCanBeNeverOrAfterAScaledDelay) {
 }
 
 TEST(HostAccessories, MalformedAccessoryFilesAreRejectedWithTheirPlace) {
-  EXPECT_EQ(parse_error("{}"), "acc.json: \"accessories\" must be an array of accessories");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"type": 1}]})"),
-            "acc.json: accessory 1: \"id\" is missing");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"id": "a", "type": 1}, {"id": "b"}]})"),
+  EXPECT_EQ(parse_error("{}"), "acc.json: expected a JSON array of accessories");
+  EXPECT_EQ(parse_error(R"([{"type": 1}])"), "acc.json: accessory 1: \"id\" is missing");
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": 1}, {"id": "b"}])"),
             "acc.json: accessory 2: \"type\" is missing");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"id": "a", "type": "speaker"}]})"),
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": "speaker"}])"),
             "acc.json: accessory 1: \"type\" must be \"headset\", \"camera\" or an integer");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"id": "a", "type": 1.5}]})"),
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": 1.5}])"),
             "acc.json: accessory 1: \"type\" must be \"headset\", \"camera\" or an integer");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"id": "a", "type": 1}, {"id": "a", "type": 2}]})"),
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": 1}, {"id": "a", "type": 2}])"),
             "acc.json: accessory 2: \"id\" a is used twice");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"id": "a", "type": 1, "serial": "x"}]})"),
-            "acc.json: accessory 1: \"serial\" is not a known member");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"id": "a", "type": 1, "dock": {"serial": "x"}}]})"),
-            "acc.json: accessory 1: dock: \"serial\" is not a known member");
-  EXPECT_EQ(parse_error(R"({"accessories": [{"id": "a", "type": 1, "dongle": "D-10"}]})"),
-            "acc.json: accessory 1: dongle: expected a JSON object");
-  EXPECT_EQ(
-      parse_error(R"({"accessories": [{"id": "a", "type": 1, "readiness": {"config": -1}}]})"),
-      "acc.json: accessory 1: readiness: \"config\" must be true, false or a number of "
-      "seconds >= 0");
-  EXPECT_EQ(parse_error("{\"accessories\": [\n  {\"id\": \"a\" \"type\": 1}\n]}"),
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": 1, "serialNumber": "x"}])"),
+            "acc.json: accessory 1: \"serialNumber\" is not a known member");
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": 1, "firmware": 5}])"),
+            "acc.json: accessory 1: \"firmware\" must be a string");
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": 1, "configReady": -1}])"),
+            "acc.json: accessory 1: \"configReady\" must be true, false or a number of "
+            "seconds >= 0");
+  EXPECT_EQ(parse_error(R"([{"id": "a", "type": 1, "vendorHeadset": "yes"}])"),
+            "acc.json: accessory 1: \"vendorHeadset\" must be true or false");
+  EXPECT_EQ(parse_error("[1]"), "acc.json: accessory 1: expected a JSON object");
+  EXPECT_EQ(parse_error("[\n  {\"id\": \"a\" \"type\": 1}\n]"),
             "acc.json:2:14: invalid JSON near '\"type\": 1}'");
 }
 
 TEST(HostAccessories, AnEmptyListIsAllowed) {
-  EXPECT_TRUE(korrin_host::parse_accessories("{\"accessories\": []}", "acc.json").empty());
+  EXPECT_TRUE(korrin_host::parse_accessories("[]", "acc.json").empty());
 }
 
 }  // namespace

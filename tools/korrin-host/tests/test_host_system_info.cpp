@@ -39,9 +39,9 @@ TEST(HostSystemInfo, TheExampleHostFileIsReadCompletely) {
   EXPECT_EQ(facts.serial_number, "HOST-0042");
   EXPECT_EQ(facts.model, "Reference Host R1");
   EXPECT_EQ(facts.firmware_version, "1-4-0");
-  EXPECT_EQ(facts.user_id, "demo-user");
+  EXPECT_EQ(facts.user_id, "user-1017");
   EXPECT_FALSE(facts.host_os_version_given);
-  EXPECT_EQ(facts.config_url_template, "http://{tftp}:8080/{userid}.json");
+  EXPECT_EQ(facts.config_url_template, "http://{tftp}:8080/office.json?user={userid}");
   EXPECT_EQ(facts.inventory_url, "http://{qelm}:8080/inventory");
   EXPECT_EQ(facts.config_servers,
             (std::vector<std::string>{"127.0.0.1", "127.0.0.2", "127.0.0.3"}));
