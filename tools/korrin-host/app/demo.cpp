@@ -25,14 +25,16 @@ std::string indented_json(const std::string& text, const std::string& indent) {
   cJSON_free(printed);
   cJSON_Delete(tree);
   std::string result = indent;
+  char previous = '\0';
   for (const char c : formatted) {
     if (c == '\t') {
-      result += "  ";
+      result += previous == ':' ? " " : "  ";
     } else if (c == '\n') {
       result += "\n" + indent;
     } else {
       result += c;
     }
+    previous = c;
   }
   return result + "\n";
 }

@@ -92,12 +92,16 @@ void evaluate(RunReport& report) {
       abandoned = abandoned || (record.listener_called && !record.listener_answer);
     }
   }
-  const std::string fetch_trouble =
-      failed_fetches.empty()
-          ? std::string()
-          : "the configuration fetch failed " + std::to_string(failed_fetches.size()) +
-                " time(s), last " + describe_transfer(*failed_fetches.back());
-
+  std::string fetch_trouble;
+  if (abandoned) {
+    fetch_trouble =
+        "the configuration server could not be reached: " + std::to_string(failed_fetches.size()) +
+        " attempt(s) failed and the library gave up; last " +
+        describe_transfer(*failed_fetches.back());
+  } else if (!failed_fetches.empty()) {
+    fetch_trouble = "the configuration fetch failed " + std::to_string(failed_fetches.size()) +
+                    " time(s); last " + describe_transfer(*failed_fetches.back());
+  }
   bool any_failed = false;
   for (AccessoryOutcome& outcome : report.accessories) {
     const std::string& id = outcome.facts.id;
@@ -141,7 +145,12 @@ void evaluate(RunReport& report) {
     }
   }
   if (!fetch_trouble.empty()) {
-    (any_failed ? report.problems : report.notes).push_back(fetch_trouble);
+    // The server's failure explains the accessories' failures: it goes first.
+    if (any_failed) {
+      report.problems.insert(report.problems.begin(), fetch_trouble);
+    } else {
+      report.notes.push_back(fetch_trouble);
+    }
   }
   if (report.locks_alive != 0) {
     report.problems.push_back("the library left " + std::to_string(report.locks_alive) +
