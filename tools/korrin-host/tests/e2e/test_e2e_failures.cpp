@@ -269,7 +269,7 @@ TEST(HostEndToEndFailures, BadJsonIsNamedWithFileAndPosition) {
   const ProcessResult result = korrin_host_test::run_korrin_host(
       {"run", "--host", files.dir.write("host.json", "{}"), "--accessories", accessories});
   EXPECT_EQ(result.exit_code, 2);
-  EXPECT_EQ(result.err, "korrin-host: " + accessories + ":2:14: invalid JSON near ', }'\n");
+  EXPECT_EQ(result.err, "korrin-host: " + accessories + ":2:15: invalid JSON near ' }'\n");
 }
 
 TEST(HostEndToEndFailures, AMisspelledMemberIsNamed) {
