@@ -104,7 +104,7 @@ class KORRIN_API ConfigImpl : public ConfigInterface {
   /// The firmware version the accessory reports.
   std::string get_firmware_version();
   /// Asks the host to install a firmware; returns the host's answer.
-  bool request_upgrade(std::string const& firmware_name, std::string const& firmware_params);
+  bool request_upgrade(std::string const& firmware_version, std::string const& firmware_name);
 
   /// Merges one settings array; returns the number of entries stored.
   int save_config_to_map(cJSON* settings);

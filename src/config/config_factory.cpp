@@ -1,0 +1,22 @@
+// The factory that picks the configuration object class for an accessory.
+#include "korrin/config.h"
+
+korrin::config::ConfigInterface* create_config(const std::string& id,
+                                               const korrin::AccessoryInfoInterface* info) {
+  korrin::log::Logger* logger = create_logger(korrin::globals::plugins.log, "ConfigFactory", true);
+  korrin::config::ConfigInterface* config = nullptr;
+  try {
+    switch (info->get_accessory_type()) {
+      case 1: config = new korrin::config::HeadsetConfigImpl(id, info); break;
+      case 2: config = new korrin::config::CameraConfigImpl(id, info); break;
+      default: logger->info() << "::create_config: Unknown accessory type"; break;
+    }
+  } catch (...) {
+    delete_logger(logger);
+    throw;
+  }
+  delete_logger(logger);
+  return config;
+}
+
+void delete_config(korrin::config::ConfigInterface* config) { delete config; }
