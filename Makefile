@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example test asan lint format clean
+.PHONY: all example demo test asan lint format clean
 
 all: test
 
@@ -12,6 +12,14 @@ example:
 	cmake --preset dev
 	cmake --build --preset dev --target korrin-minimal-host
 	./build/dev/examples/korrin-minimal-host
+
+# The reference host's demo: an embedded server on 127.0.0.1 serves the
+# example documents and the example host configures the example accessories.
+demo:
+	scripts/install-deps build host
+	cmake --preset dev -DKORRIN_HOST_PROGRAM=ON
+	cmake --build --preset dev --target korrin-host
+	./build/dev/tools/korrin-host/korrin-host demo
 
 test:
 	scripts/install-deps build host
