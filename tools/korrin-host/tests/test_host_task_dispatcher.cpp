@@ -343,7 +343,8 @@ TEST_F(HostTaskDispatcher, DestroyingTheDispatcherDeletesWhatIsStillQueued) {
 
 TEST_F(HostTaskDispatcher, StopCalledFromATaskEndsTheDispatcherAfterThatTask) {
   auto dispatcher = std::make_unique<TaskDispatcher>(&log, 0.01);
-  probe->during_task = [&] { dispatcher->stop(); };
+  TaskDispatcher* raw = dispatcher.get();
+  probe->during_task = [raw] { raw->stop(); };
   ScriptedParams first(probe, "first", 0);
   ScriptedParams second(probe, "second", 5);
   dispatcher->add_task(record_run, probe.get(), &first);
