@@ -336,11 +336,13 @@ RunReport run_host(const RunOptions& options, std::ostream& log_stream) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 
-  // Shut-down: no task may run and no fetch outcome may arrive once the
-  // manager is gone; the host objects go last.
-  logger->notice() << "shutdown: stopping the dispatcher and the network";
-  dispatcher.stop();
+  // Shut-down: no fetch outcome may arrive and no task may run once the
+  // manager is gone; the host objects go last. The network stops first so
+  // that a task blocked in a synchronous fetch is released at once (the
+  // library takes the aborted fetch as "cannot fetch now").
+  logger->notice() << "shutdown: stopping the network and the dispatcher";
   network.stop();
+  dispatcher.stop();
   korrin::config::delete_config_manager();
   network.set_listener(nullptr);
 

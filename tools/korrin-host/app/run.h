@@ -91,8 +91,8 @@ struct RunReport {
 /// Runs the host: reads the files, installs the plugin table, creates the
 /// configuration manager, connects every accessory (initialize_accessory)
 /// and queues its inventory, waits until nothing is left to do (or the
-/// time-out, or an interrupt), shuts down in the required order (dispatcher,
-/// network, manager, then the host objects) and returns what happened.
+/// time-out, or an interrupt), shuts down in the required order (network,
+/// dispatcher, manager, then the host objects) and returns what happened.
 /// Log records go to `log_stream`. Never throws for bad input: the report
 /// carries kExitBadInput and the reason.
 RunReport run_host(const RunOptions& options, std::ostream& log_stream);

@@ -148,6 +148,27 @@ TEST(HostEndToEndFailures, ATimeOutWhileAFetchIsPendingShutsDownCleanly) {
   EXPECT_EQ(state.number({"accessoryCopiesAlive"}), 0);
 }
 
+TEST(HostEndToEndFailures, ATimeOutDuringASyncFetchDoesNotWaitForTheTransfer) {
+  RunFiles files;
+  DocumentServer server;
+  server.hold_requests();
+  ASSERT_TRUE(server.start());
+  std::vector<std::string> arguments = files.run_arguments(
+      "http://{tftp}:" + std::to_string(server.port()) + "/office.json", "", {"127.0.0.1"});
+  arguments.back() = "1";  // --timeout 1; the transfer itself may take 30 s
+  arguments.insert(arguments.end(), {"--sync-fetch", "--no-inventory"});
+  const ProcessResult result = korrin_host_test::run_korrin_host(arguments);
+  server.release_requests();
+  EXPECT_EQ(result.exit_code, 3) << result.out << result.err;
+  EXPECT_LT(result.seconds, 10.0);
+  const State state(files.state_path());
+  const std::vector<const cJSON*> fetches = state.transfers_of("fetch");
+  ASSERT_EQ(fetches.size(), 1u);
+  EXPECT_TRUE(cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(fetches[0], "cancelled")));
+  EXPECT_EQ(state.number({"locksAlive"}), 0);
+  EXPECT_EQ(state.number({"accessoryCopiesAlive"}), 0);
+}
+
 TEST(HostEndToEndFailures, SigtermWhileAFetchIsPendingShutsDownCleanly) {
   RunFiles files;
   DocumentServer server;
