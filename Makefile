@@ -17,7 +17,7 @@ example:
 # example documents and the example host configures the example accessories.
 demo:
 	scripts/install-deps build host
-	cmake --preset dev -DKORRIN_HOST_PROGRAM=ON
+	cmake --preset dev
 	cmake --build --preset dev --target korrin-host
 	./build/dev/tools/korrin-host/korrin-host demo
 
