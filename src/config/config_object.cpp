@@ -75,8 +75,12 @@ ConfigImpl::ConfigImpl(ConfigImpl const& other) : ConfigInterface(other) {
 }
 
 ConfigImpl::~ConfigImpl() {
-  {
+  // Nothing may leave a destructor: if the host's lock throws, the map is
+  // cleared without it (no one else can be using an object being destroyed).
+  try {
     detail::ScopedLock guard(settings_lock_);
+    settings_.clear();
+  } catch (...) {
     settings_.clear();
   }
   delete accessory_;

@@ -1,5 +1,6 @@
 // The manager's registry: accessory id to configuration object, and the
 // host's operations on registered accessories.
+#include <memory>
 #include <stdexcept>
 
 #include "frame/scoped_lock.h"
@@ -17,14 +18,17 @@ void ConfigManagerImpl::add_config_object(const std::string& id, ConfigInterface
 ConfigInterface* ConfigManagerImpl::create_accessory(const std::string& id,
                                                      const AccessoryInfoInterface* info) {
   logger_->info() << "create_accessory: Creating Config object for id: " << id;
-  ConfigInterface* config = create_config(id, info);
-  if (config != nullptr) {
-    add_config_object(id, config);
-    logger_->notice() << "create_accessory: Config object created";
-  } else {
+  // Owned here until registered: a host lock that throws in between must
+  // not leave the new object behind.
+  std::unique_ptr<ConfigInterface, void (*)(ConfigInterface*)> config(create_config(id, info),
+                                                                      delete_config);
+  if (!config) {
     logger_->error() << "create_accessory: failed to create Config object";
+    return nullptr;
   }
-  return config;
+  add_config_object(id, config.get());
+  logger_->notice() << "create_accessory: Config object created";
+  return config.release();
 }
 
 ConfigInterface* ConfigManagerImpl::get_config_object(const std::string& id) {
