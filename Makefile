@@ -56,7 +56,8 @@ soak:
 	scripts/install-deps build
 	cmake --preset soak
 	cmake --build --preset soak
-	GLIBC_TUNABLES=glibc.malloc.tcache_count=0 build/soak/tests/soak/korrin-soak --sends $(SOAK_CYCLES)
+	GLIBC_TUNABLES=glibc.malloc.tcache_count=0 build/soak/tests/soak/korrin-soak \
+	    --cycles $(SOAK_CYCLES) --sends $(SOAK_CYCLES)
 
 # Every libFuzzer target for FUZZ_SECONDS each (make fuzz-smoke FUZZ_SECONDS=600
 # for a longer run); findings are saved under build/fuzz/artifacts.

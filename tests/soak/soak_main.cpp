@@ -1,8 +1,8 @@
-// korrin-soak: many inventory sends in one process (and, where noted,
-// connect/configure/disconnect cycles), checking that the live heap at the
-// end equals the start and reporting the time each cycle takes.
+// korrin-soak: many connect/configure/disconnect cycles and inventory sends
+// in one process, checking that the live heap at the end equals the start
+// and reporting the time each cycle takes.
 //
-//   korrin-soak [--sends N] [--warmup N]
+//   korrin-soak [--cycles N] [--sends N] [--warmup N]
 //
 // A warm-up runs first so that one-time allocations (locale facets, the
 // first use of a code path) are made before the start is measured. Exits 1
@@ -12,8 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,7 @@ using korrin_soak::SoakHost;
 using Clock = std::chrono::steady_clock;
 
 struct Options {
+  long cycles = 10000;
   long sends = 10000;
   long warmup = 100;
 };
@@ -35,16 +38,18 @@ struct Options {
 bool parse(int argc, char** argv, Options& options) {
   for (int i = 1; i < argc; ++i) {
     const bool has_value = i + 1 < argc;
-    if (std::strcmp(argv[i], "--sends") == 0 && has_value) {
+    if (std::strcmp(argv[i], "--cycles") == 0 && has_value) {
+      options.cycles = std::atol(argv[++i]);
+    } else if (std::strcmp(argv[i], "--sends") == 0 && has_value) {
       options.sends = std::atol(argv[++i]);
     } else if (std::strcmp(argv[i], "--warmup") == 0 && has_value) {
       options.warmup = std::atol(argv[++i]);
     } else {
-      std::fprintf(stderr, "usage: %s [--sends N] [--warmup N]\n", argv[0]);
+      std::fprintf(stderr, "usage: %s [--cycles N] [--sends N] [--warmup N]\n", argv[0]);
       return false;
     }
   }
-  return options.sends >= 0 && options.warmup >= 0;
+  return options.cycles >= 0 && options.sends >= 0 && options.warmup >= 0;
 }
 
 // mallinfo2 counts the blocks parked in glibc's per-thread cache as in use,
@@ -134,6 +139,69 @@ bool inventory_send(SoakHost& host, long index) {
          host.network.empty_posts == 0;
 }
 
+std::string read_file(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// The accessories connected in turn: a docked headset, a wireless headset
+// with a dongle, a camera.
+std::vector<korrin_soak::SoakAccessory> connected_accessories() {
+  auto wireless = std::make_shared<korrin_soak::AccessoryFacts>();
+  wireless->model = "Zelor H-7 Wireless";
+  wireless->serial_number = "ZH7W5521309";
+  wireless->firmware_version = "1-8-0";
+  wireless->dock_serial_number = "";
+  wireless->dock_model = "";
+  wireless->dongle_model = "Zelor D-2";
+  wireless->dongle_firmware_version = "3-0-9";
+  return {korrin_soak::SoakAccessory(std::make_shared<korrin_soak::AccessoryFacts>()),
+          korrin_soak::SoakAccessory(wireless), korrin_soak::SoakAccessory(camera())};
+}
+
+// How the host answers the fetch of one cycle.
+enum class Fetch {
+  kAtOnce,           // the document right away
+  kLater,            // pending, then on_fetch_config_success
+  kFailedThenLater,  // pending, on_fetch_config_failure, the retry pending, then the document
+  kUnavailable,      // the host cannot fetch now: reported, request ended
+};
+
+// One connect/configure/disconnect cycle of one accessory.
+bool configure_cycle(SoakHost& host, korrin::config::ConfigManagerImpl& manager,
+                     const std::vector<korrin_soak::SoakAccessory>& accessories,
+                     const std::string& document, long index) {
+  const auto& accessory = accessories[static_cast<std::size_t>(index) % accessories.size()];
+  const std::string id = "acc-" + std::to_string(index % 7);
+  const auto fetch = static_cast<Fetch>(index % 4);
+  const long failures_before = host.device.failures;
+
+  host.network.fetch_status = fetch == Fetch::kAtOnce        ? korrin::dispatcher::FETCH_DONE
+                              : fetch == Fetch::kUnavailable ? korrin::dispatcher::FETCH_UNAVAILABLE
+                                                             : korrin::dispatcher::FETCH_PENDING;
+  if (manager.initialize_accessory(id, &accessory) != id || host.dispatcher.run_all() != 1) {
+    return false;
+  }
+  std::string delivered = document;
+  if (fetch == Fetch::kFailedThenLater) {
+    if (!manager.on_fetch_config_failure(28) || host.dispatcher.run_all() != 1) {
+      return false;
+    }
+  }
+  if (fetch == Fetch::kLater || fetch == Fetch::kFailedThenLater) {
+    if (!manager.on_fetch_config_success(delivered)) {
+      return false;
+    }
+  }
+  const bool ended = !manager.is_configure_accessory_pending();
+  const bool outcome = fetch == Fetch::kUnavailable ? host.device.failures == failures_before + 1
+                                                    : !manager.retrieve_config(id).empty();
+  manager.remove_accessory(id);
+  return ended && outcome && manager.get_number_of_configs() == 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -144,11 +212,33 @@ int main(int argc, char** argv) {
   SoakHost host;
   host.install();
 
-  bool ok = soak("inventory sends", options.warmup, options.sends,
-                 [&host](long index) { return inventory_send(host, index); });
+  const std::string document =
+      read_file(std::string(KORRIN_EXAMPLES_DIR) + "/documents/headset_fleet.json");
+  if (document.empty()) {
+    std::printf("soak: cannot read the example document\n");
+    return 2;
+  }
+  host.network.document = document;
+  const std::vector<korrin_soak::SoakAccessory> accessories = connected_accessories();
 
-  std::printf("host: %ld log records (%ld errors), %ld posts, %ld locks alive\n", host.log.records,
-              host.log.errors, host.network.posts, host.mutexes.live);
+  // The manager lives through the whole phase; everything a cycle creates
+  // must be gone when it ends.
+  auto& manager =
+      dynamic_cast<korrin::config::ConfigManagerImpl&>(*korrin::config::create_config_manager());
+  bool ok = soak("configure cycles", options.warmup, options.cycles, [&](long index) {
+    return configure_cycle(host, manager, accessories, document, index);
+  });
+  korrin::config::delete_config_manager();
+
+  ok = soak("inventory sends", options.warmup, options.sends,
+            [&host](long index) { return inventory_send(host, index); }) &&
+       ok;
+
+  std::printf(
+      "host: %ld log records (%ld errors), %ld fetches, %ld settings applied, %ld firmware "
+      "requests, %ld failures reported, %ld posts, %ld locks alive\n",
+      host.log.records, host.log.errors, host.network.fetches, host.device.settings,
+      host.device.upgrades, host.device.failures, host.network.posts, host.mutexes.live);
   ok = ok && host.mutexes.live == 0;
   std::printf("%s\n", ok ? "soak: passed" : "soak: FAILED");
   return ok ? 0 : 1;
