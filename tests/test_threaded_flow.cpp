@@ -111,7 +111,10 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
   void write_record(korrin::log::LogLevel level, const std::string& text) override {
     FakeLogSink::write_record(level, text);
     if (on_host_thread && text.find("initialize_accessory: called for id") != std::string::npos) {
+      note_host_call();
       meet();
+    } else if (!on_host_thread && text.find("configure_accessory_task") != std::string::npos) {
+      wait_for_host_call();
     }
   }
 
@@ -120,7 +123,35 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
     return meetings_;
   }
 
+  /// Times a running task saw a host thread enter the library meanwhile.
+  int dispatcher_meetings() const {
+    std::lock_guard<std::mutex> guard(mutex_);
+    return dispatcher_meetings_;
+  }
+
  private:
+  // A host thread inside initialize_accessory tells a waiting task about it.
+  void note_host_call() {
+    std::lock_guard<std::mutex> guard(mutex_);
+    ++host_calls_seen_;
+    met_.notify_all();
+  }
+
+  // A running task (on the dispatcher's thread, holding no library lock at
+  // this record) waits, up to a limit, for a host thread to enter the
+  // library: both are then inside it at the same instant.
+  void wait_for_host_call() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (dispatcher_meetings_ >= kWantedMeetings || dispatcher_attempts_ >= kMaximumAttempts) {
+      return;
+    }
+    ++dispatcher_attempts_;
+    const int seen = host_calls_seen_;
+    if (met_.wait_for(lock, std::chrono::seconds(1), [&] { return host_calls_seen_ != seen; })) {
+      ++dispatcher_meetings_;
+    }
+  }
+
   void meet() {
     std::unique_lock<std::mutex> lock(mutex_);
     if (meetings_ >= kWantedMeetings || attempts_ >= kMaximumAttempts) {
@@ -149,6 +180,9 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
   int generation_ = 0;
   int meetings_ = 0;
   int attempts_ = 0;
+  int host_calls_seen_ = 0;
+  int dispatcher_meetings_ = 0;
+  int dispatcher_attempts_ = 0;
 };
 
 // One host thread: each round it connects fresh accessories and disconnects
@@ -319,6 +353,7 @@ TEST(ThreadedFlowTest, HostThreadsAndTheDispatcherOverlapWithinTheThreadingRules
 
   // The threads and the dispatcher were really inside the library together.
   EXPECT_GT(log.meetings(), 0);
+  EXPECT_GT(log.dispatcher_meetings(), 0);
   EXPECT_TRUE(korrin_test::any_overlap(hosts[0]->calls(), hosts[1]->calls()));
   std::vector<Interval> host_calls = hosts[0]->calls();
   host_calls.insert(host_calls.end(), hosts[1]->calls().begin(), hosts[1]->calls().end());
