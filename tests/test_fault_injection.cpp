@@ -468,14 +468,17 @@ StateCheck logged(const std::string& record) {
   };
 }
 
-// The wireless headset's common settings were cut short (logged), its model
-// settings still reached the device, and the request ended as usual, with
-// only the camera reported as failed.
-void wireless_common_settings_cut_short(FakeHost& host, Scenario& flow) {
-  logged("HeadsetConfigImpl: save_common_settings_params[LIB-ERR]injected fault: mutex.lock")(host,
-                                                                                              flow);
-  EXPECT_EQ(host.calls.count("device.apply_setting(hs-wireless-05, ringerVolume"), 0u);
-  EXPECT_EQ(host.calls.count("device.apply_setting(hs-wireless-05, range, 160, 2)"), 1u);
+// One accessory's common settings were cut short (logged); the request
+// ended as usual: the two headsets took the document, the camera (no model
+// group for it) was reported. Which accessory comes first depends on where
+// its object lies in memory, so the check holds for any of them.
+void one_accessorys_common_settings_cut_short(FakeHost& host, Scenario& /*flow*/) {
+  EXPECT_EQ(host.log
+                .texts_containing("save_common_settings_params[LIB-ERR]injected fault: "
+                                  "mutex.lock")
+                .size(),
+            1u);
+  EXPECT_EQ(host.log.texts_containing("update_from_server: success").size(), 2u);
   EXPECT_EQ(host.calls.starting_with("device.report_config_failure"),
             (std::vector<std::string>{"device.report_config_failure(cam-room-06, 1)"}));
 }
@@ -715,9 +718,9 @@ const std::vector<FaultCase>& all_cases() {
       // Ending the request: clearing the flag, then the pending set.
       {"mutex.lock", 49, "manager", "on_fetch_config_success", manager_state(3, 3, true, 0)},
       {"mutex.lock", 50, "manager", "on_fetch_config_success", manager_state(3, 3, false, 0)},
-      // Storing one accessory's common settings is cut short and logged; the
-      // request ends normally.
-      {"mutex.lock", 27, "manager", "", wireless_common_settings_cut_short},
+      // Storing the first updated accessory's common settings is cut short
+      // and logged; the request ends normally.
+      {"mutex.lock", 27, "manager", "", one_accessorys_common_settings_cut_short},
       // The host's own calls once configured.
       {"mutex.lock", 51, "manager", "retrieve_config", manager_state(3, 0, false, 0)},
       {"device.apply_setting", 7, "manager", "reset_to_admin_defaults",
