@@ -37,7 +37,9 @@ class KORRIN_API LogStream {
   /// Hands the text composed so far to the sink, unless disabled or without a sink.
   void flush();
 
-  std::ostringstream stream;
+  /// The record's text. The stream is lent to this record by a per-thread
+  /// pool (set up like a new one) and returned when the record is delivered.
+  std::ostringstream& stream;
   HostLogInterface* host;
   LogLevel level;
   bool enabled;
