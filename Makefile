@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example test asan tsan lint format clean
+.PHONY: all example test asan tsan lint format clean bench bench-smoke bench-callgrind
 
 all: test
 
@@ -32,6 +32,40 @@ tsan:
 	cmake --preset tsan
 	cmake --build --preset tsan
 	ctest --preset tsan
+
+# Benchmarks in an optimised build (build/bench): medians of repeated runs,
+# then a table of the time per setting and the ratio to the JSON parse floor.
+# BENCH_ARGS adds runner options, e.g. BENCH_ARGS=--benchmark_filter=Update.
+BENCH_REPETITIONS ?= 5
+BENCH_MIN_TIME ?= 0.2
+BENCH_ARGS ?=
+bench:
+	scripts/install-deps build bench
+	cmake --preset bench
+	cmake --build --preset bench
+	build/bench/bench/korrin-bench --benchmark_repetitions=$(BENCH_REPETITIONS) \
+	  --benchmark_min_time=$(BENCH_MIN_TIME) --benchmark_report_aggregates_only=true \
+	  --benchmark_out=build/bench/results.json --benchmark_out_format=json $(BENCH_ARGS)
+	scripts/bench-report build/bench/results.json
+
+# Every benchmark once, briefly, to show that each still runs and does its
+# work; the figures mean nothing. Then the instruction-count targets
+# (repeatable, unlike times) at 1,000 and 10,000 settings.
+bench-smoke:
+	scripts/install-deps build bench
+	cmake --preset bench
+	cmake --build --preset bench
+	build/bench/bench/korrin-bench --benchmark_min_time=0.001 \
+	  --benchmark_out=build/bench/smoke.json --benchmark_out_format=json
+	scripts/bench-report build/bench/smoke.json
+	scripts/bench-callgrind --sizes 1000,10000 --modes floor,update --check
+
+# Instruction counts under callgrind for every size, and the targets.
+bench-callgrind:
+	scripts/install-deps build bench
+	cmake --preset bench
+	cmake --build --preset bench
+	scripts/bench-callgrind --sizes 10,100,1000,10000,100000 --pending 1,10,100,1000 --check
 
 lint:
 	scripts/install-deps build lint

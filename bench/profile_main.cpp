@@ -9,6 +9,8 @@
 //   repeat     update_from_server again on an object that took the same one
 //   configure  apply_config_to_device(CONFIGURE) of the document's map
 //   reset      apply_config_to_device(RESET) of the document's map
+//   fetch      one fetch answered for SETTINGS pending accessories (the
+//              document has 100 settings): the queued configure task runs
 //   document   prints the generated document and does nothing else
 //
 // Only the functions named korrin_bench_profiled_* do the measured work, so
@@ -41,6 +43,11 @@ __attribute__((noinline)) int korrin_bench_profiled_update(HeadsetConfigImpl* co
   return config->update_from_server(*document) ? 1 : 0;
 }
 
+__attribute__((noinline)) std::size_t korrin_bench_profiled_task(
+    korrin_bench::QueueDispatcher* dispatcher) {
+  return dispatcher->run_all();
+}
+
 __attribute__((noinline)) void korrin_bench_profiled_apply(HeadsetConfigImpl* config,
                                                            korrin::config::ApplyType type) {
   config->apply_config_to_device(type);
@@ -52,8 +59,8 @@ namespace {
 
 int usage() {
   std::fprintf(stderr,
-               "usage: korrin-bench-profile floor|update|repeat|configure|reset|document "
-               "SETTINGS [TIMES]\n");
+               "usage: korrin-bench-profile floor|update|repeat|configure|reset|fetch|"
+               "document SETTINGS [TIMES]\n");
   return 2;
 }
 
@@ -98,6 +105,16 @@ int main(int argc, char** argv) {
     for (auto& config : objects) {
       done += korrin_bench_profiled_update(config.get(), &document);
     }
+  } else if (mode == "fetch") {
+    host.network.document = korrin_bench::make_document(100);
+    for (int i = 0; i < times; ++i) {
+      korrin::config::ConfigManager* manager = korrin::config::create_config_manager();
+      for (int a = 0; a < settings; ++a) {
+        manager->initialize_accessory("acc-" + std::to_string(a), &accessory);
+      }
+      done += static_cast<int>(korrin_bench_profiled_task(&host.dispatcher));
+      korrin::config::delete_config_manager();
+    }
   } else if (mode == "repeat" || mode == "configure" || mode == "reset") {
     HeadsetConfigImpl config("acc-1", &accessory);
     if (!config.update_from_server(document)) {
@@ -116,7 +133,7 @@ int main(int argc, char** argv) {
   } else {
     return usage();
   }
-  std::printf("%s %d settings x%d: %d done, %zu records, %zu settings applied\n", mode.c_str(),
-              settings, times, done, host.sink.records, host.device.applied);
+  std::printf("%s %d x%d: %d done, %zu records, %zu settings applied\n", mode.c_str(), settings,
+              times, done, host.sink.records, host.device.applied);
   return done == times ? 0 : 1;
 }
