@@ -11,6 +11,8 @@
 //   reset      apply_config_to_device(RESET) of the document's map
 //   fetch      one fetch answered for SETTINGS pending accessories (the
 //              document has 100 settings): the queued configure task runs
+//   record     SETTINGS log records, each with a string, an integer and a
+//              double inserted, delivered to the sink that drops them
 //   document   prints the generated document and does nothing else
 //
 // Only the functions named korrin_bench_profiled_* do the measured work, so
@@ -48,6 +50,13 @@ __attribute__((noinline)) std::size_t korrin_bench_profiled_task(
   return dispatcher->run_all();
 }
 
+__attribute__((noinline)) void korrin_bench_profiled_record(korrin::log::Logger* logger,
+                                                            const std::string* key, int usage_id,
+                                                            double updated_time) {
+  logger->debug() << "apply_config_to_device: " << *key << " : (usage id: " << usage_id
+                  << " , updated: " << updated_time << ")";
+}
+
 __attribute__((noinline)) void korrin_bench_profiled_apply(HeadsetConfigImpl* config,
                                                            korrin::config::ApplyType type) {
   config->apply_config_to_device(type);
@@ -60,7 +69,7 @@ namespace {
 int usage() {
   std::fprintf(stderr,
                "usage: korrin-bench-profile floor|update|repeat|configure|reset|fetch|"
-               "document SETTINGS [TIMES]\n");
+               "record|document SETTINGS [TIMES]\n");
   return 2;
 }
 
@@ -105,6 +114,14 @@ int main(int argc, char** argv) {
     for (auto& config : objects) {
       done += korrin_bench_profiled_update(config.get(), &document);
     }
+  } else if (mode == "record") {
+    korrin::log::Logger* logger = create_logger(&host.sink, "HeadsetConfigImpl", true);
+    const std::string key = "sidetoneLevel";
+    for (int i = 0; i < settings; ++i) {
+      korrin_bench_profiled_record(logger, &key, 104, 1718035200.5);
+    }
+    delete_logger(logger);
+    done = times;
   } else if (mode == "fetch") {
     host.network.document = korrin_bench::make_document(100);
     for (int i = 0; i < times; ++i) {
