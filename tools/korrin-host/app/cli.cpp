@@ -138,7 +138,8 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
   }
   if (count > 0) {
     err << "korrin-host plan: the document was not taken for " << count << " of "
-        << report.accessories.size() << " accessories: " << refused << "\n";
+        << report.accessories.size() << " accessories: " << refused
+        << " (--log-level info shows the library's records)\n";
   }
   return report.exit_status;
 }

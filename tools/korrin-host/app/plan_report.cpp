@@ -288,34 +288,36 @@ cJSON* accessory_to_json(const AccessoryPlan& plan) {
   return item;
 }
 
-// cJSON_Print indents with tabs; two blanks read better and diff the same.
-std::string print_json(cJSON* tree) {
-  char* printed = cJSON_Print(tree);
-  const std::string formatted = printed != nullptr ? printed : "";
-  cJSON_free(printed);
-  std::string text;
-  char previous = '\0';
-  bool in_string = false;
-  bool escaped = false;
-  for (const char c : formatted) {
-    if (in_string) {
-      text += c;
-      if (escaped) {
-        escaped = false;
-      } else if (c == '\\') {
-        escaped = true;
-      } else if (c == '"') {
-        in_string = false;
-      }
-    } else if (c == '\t') {
-      text += previous == ':' ? " " : "  ";
-    } else {
-      text += c;
-      in_string = c == '"';
-    }
-    previous = c;
+// Two blanks per level, one member or element per line; scalars as cJSON
+// writes them (so strings are escaped its way).
+void print_json(const cJSON* item, const std::string& indent, std::string& text) {
+  const bool object = cJSON_IsObject(item);
+  if (!object && !cJSON_IsArray(item)) {
+    char* scalar = cJSON_PrintUnformatted(item);
+    text += scalar != nullptr ? scalar : "null";
+    cJSON_free(scalar);
+    return;
   }
-  return text + "\n";
+  const char* open = object ? "{" : "[";
+  const char* close = object ? "}" : "]";
+  if (item->child == nullptr) {
+    text += std::string(open) + close;
+    return;
+  }
+  text += std::string(open) + "\n";
+  const std::string inner = indent + "  ";
+  for (const cJSON* child = item->child; child != nullptr; child = child->next) {
+    text += inner;
+    if (object) {
+      cJSON* name = cJSON_CreateString(child->string);
+      print_json(name, inner, text);
+      cJSON_Delete(name);
+      text += ": ";
+    }
+    print_json(child, inner, text);
+    text += child->next != nullptr ? ",\n" : "\n";
+  }
+  text += indent + close;
 }
 
 }  // namespace
@@ -354,9 +356,10 @@ std::string format_plan_json(const PlanReport& report) {
   cJSON_AddNumberToObject(summary, "delegated", totals.delegated);
   cJSON_AddNumberToObject(summary, "warnings", totals.warnings);
   cJSON_AddNumberToObject(root, "exitStatus", report.exit_status);
-  const std::string text = print_json(root);
+  std::string text;
+  print_json(root, "", text);
   cJSON_Delete(root);
-  return text;
+  return text + "\n";
 }
 
 }  // namespace korrin_host
