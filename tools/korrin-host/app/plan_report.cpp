@@ -239,7 +239,9 @@ cJSON* accessory_to_json(const AccessoryPlan& plan) {
   cJSON_AddStringToObject(item, "dongleModel", facts.dongle_model.c_str());
   cJSON_AddStringToObject(item, "dongleFirmwareVersion", facts.dongle_firmware_version.c_str());
   cJSON_AddStringToObject(item, "resolvedModel", plan.resolved_model.c_str());
-  cJSON_AddStringToObject(item, "outcome", outcome_name(plan.outcome));
+  cJSON_AddStringToObject(item, "outcome", plan.outcome == DocumentOutcome::kNotConfigured
+                                               ? "notConfigured"
+                                               : outcome_name(plan.outcome));
   cJSON_AddItemToObject(item, "outcomeDetail",
                         string_or_null(plan.outcome_detail, !plan.outcome_detail.empty()));
   cJSON_AddNumberToObject(item, "templateTime", plan.template_time);
