@@ -82,9 +82,9 @@ void add_plan_command(CLI::App& app, PlanCommand& plan) {
   CLI::App* command = plan.command;
   command->add_option("--document", plan.options.document_file, "Configuration document (JSON)")
       ->required();
-  CLI::Option* accessory =
-      command->add_option("--accessory", plan.options.accessory_files,
-                          "File of one accessory (a JSON object) or several (an array); repeatable");
+  CLI::Option* accessory = command->add_option(
+      "--accessory", plan.options.accessory_files,
+      "File of one accessory (a JSON object) or several (an array); repeatable");
   CLI::Option* fleet = command->add_option(
       "--fleet", plan.options.fleet_file,
       "Accessories file (examples/accessories.json format): plan them all, then a summary table");

@@ -170,8 +170,8 @@ void decide_outcome(AccessoryPlan& plan, bool queued, const InlineDispatcher& di
   for (const DeviceCall& call : plan.calls) {
     if (call.kind == DeviceCall::kConfigFailure) {
       plan.outcome = DocumentOutcome::kRejected;
-      plan.outcome_detail = "the library reported a configuration failure (code " +
-                            std::to_string(call.code) + ")";
+      plan.outcome_detail =
+          "the library reported a configuration failure (code " + std::to_string(call.code) + ")";
       return;
     }
     if (call.kind == DeviceCall::kConfigPending) {
@@ -222,8 +222,8 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
   table.task_dispatcher = &dispatcher;
   table.mutex_factory = &locks;
 
-  const Accessory accessory(std::make_shared<const AccessoryFacts>(ready),
-                            Accessory::Clock::now(), 1.0);
+  const Accessory accessory(std::make_shared<const AccessoryFacts>(ready), Accessory::Clock::now(),
+                            1.0);
   {
     LibrarySession session(table);
     plan.resolved_model = get_headset_model(&accessory);

@@ -81,9 +81,9 @@ struct FirmwarePlan {
     kFailure,   ///< the document was rejected: no firmware decision
   };
   Action action = kNothing;
-  std::string version;  ///< kUpgrade: requested; kNothing: decided on (may be empty)
-  std::string name;     ///< kUpgrade: the firmware name
-  bool decided = false; ///< kNothing: the library reached a decision on `version`
+  std::string version;   ///< kUpgrade: requested; kNothing: decided on (may be empty)
+  std::string name;      ///< kUpgrade: the firmware name
+  bool decided = false;  ///< kNothing: the library reached a decision on `version`
 };
 
 /// "upgrade", "delegate", "stay", "nothing" or "failure".
@@ -105,8 +105,8 @@ struct AccessoryPlan {
   std::vector<PlannedSetting> settings;       ///< in the order the device receives them
   std::vector<StoredSetting> not_sent;        ///< stored, never sent, by usage id
   FirmwarePlan firmware;
-  std::vector<LogRecord> warnings;  ///< the library's warnings while it took the document
-  std::vector<DeviceCall> calls;    ///< every device call, in order
+  std::vector<LogRecord> warnings;        ///< the library's warnings while it took the document
+  std::vector<DeviceCall> calls;          ///< every device call, in order
   std::vector<std::string> fetched_urls;  ///< what the library fetched
 };
 

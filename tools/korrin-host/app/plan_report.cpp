@@ -145,7 +145,8 @@ void write_accessory_text(std::ostream& out, const AccessoryPlan& plan, const Pl
     out << " none\n";
   } else {
     out << "\n";
-    std::vector<std::vector<std::string>> rows = {{"usage", "key", "value", "access", "follows user"}};
+    std::vector<std::vector<std::string>> rows = {
+        {"usage", "key", "value", "access", "follows user"}};
     for (const PlannedSetting& setting : plan.settings) {
       rows.push_back({std::to_string(setting.usage_id), shown(setting.key),
                       setting.sent ? shown(setting.value) : "(not sent)", shown(setting.access),
@@ -204,8 +205,7 @@ void write_summary_text(std::ostream& out, const PlanReport& report) {
                     std::to_string(plan.warnings.size())});
   }
   out << table(rows, "  ");
-  out << "  accessories configured: " << totals.configured << " of " << totals.accessories
-      << "\n";
+  out << "  accessories configured: " << totals.configured << " of " << totals.accessories << "\n";
   out << "  upgrades requested: " << totals.upgrades << "\n";
   out << "  warnings: " << totals.warnings << "\n";
 }
@@ -239,15 +239,16 @@ cJSON* accessory_to_json(const AccessoryPlan& plan) {
   cJSON_AddStringToObject(item, "dongleModel", facts.dongle_model.c_str());
   cJSON_AddStringToObject(item, "dongleFirmwareVersion", facts.dongle_firmware_version.c_str());
   cJSON_AddStringToObject(item, "resolvedModel", plan.resolved_model.c_str());
-  cJSON_AddStringToObject(item, "outcome", plan.outcome == DocumentOutcome::kNotConfigured
-                                               ? "notConfigured"
-                                               : outcome_name(plan.outcome));
+  cJSON_AddStringToObject(item, "outcome",
+                          plan.outcome == DocumentOutcome::kNotConfigured
+                              ? "notConfigured"
+                              : outcome_name(plan.outcome));
   cJSON_AddItemToObject(item, "outcomeDetail",
                         string_or_null(plan.outcome_detail, !plan.outcome_detail.empty()));
   cJSON_AddNumberToObject(item, "templateTime", plan.template_time);
-  cJSON_AddItemToObject(item, "configureRequired", plan.configure_checked
-                                                       ? cJSON_CreateBool(plan.configure_required)
-                                                       : cJSON_CreateNull());
+  cJSON_AddItemToObject(
+      item, "configureRequired",
+      plan.configure_checked ? cJSON_CreateBool(plan.configure_required) : cJSON_CreateNull());
   cJSON_AddItemToObject(item, "configureRequiredWarnings",
                         records_to_json(plan.configure_warnings));
 
@@ -259,8 +260,9 @@ cJSON* accessory_to_json(const AccessoryPlan& plan) {
     cJSON_AddBoolToObject(entry, "sent", setting.sent);
     cJSON_AddItemToObject(entry, "value", string_or_null(setting.value, setting.sent));
     cJSON_AddStringToObject(entry, "access", setting.access.c_str());
-    cJSON_AddItemToObject(entry, "followUser", setting.dual ? cJSON_CreateBool(setting.follow_user)
-                                                            : cJSON_CreateNull());
+    cJSON_AddItemToObject(
+        entry, "followUser",
+        setting.dual ? cJSON_CreateBool(setting.follow_user) : cJSON_CreateNull());
     cJSON_AddStringToObject(entry, "storedValue", setting.stored_value.c_str());
     cJSON_AddItemToObject(entry, "userValue", string_or_null(setting.user_value, setting.dual));
     cJSON_AddItemToArray(settings, entry);
@@ -278,8 +280,9 @@ cJSON* accessory_to_json(const AccessoryPlan& plan) {
   cJSON* firmware = cJSON_AddObjectToObject(item, "firmware");
   const FirmwarePlan& plan_firmware = plan.firmware;
   cJSON_AddStringToObject(firmware, "action", firmware_action_name(plan_firmware.action));
-  const bool has_version = plan_firmware.action == FirmwarePlan::kUpgrade ||
-                           (plan_firmware.action == FirmwarePlan::kNothing && plan_firmware.decided);
+  const bool has_version =
+      plan_firmware.action == FirmwarePlan::kUpgrade ||
+      (plan_firmware.action == FirmwarePlan::kNothing && plan_firmware.decided);
   cJSON_AddItemToObject(firmware, "version", string_or_null(plan_firmware.version, has_version));
   cJSON_AddItemToObject(
       firmware, "name",

@@ -20,8 +20,8 @@ std::string error_tag_of(const std::string& text) {
     }
     ++position;
   }
-  for (const std::string* tag : {&ERR_LIB, &ERR_QELM, &ERR_PARSING, &ERR_PLUGIN, &ERR_NETWORK,
-                                 &ERR_SYSTEM}) {
+  for (const std::string* tag :
+       {&ERR_LIB, &ERR_QELM, &ERR_PARSING, &ERR_PLUGIN, &ERR_NETWORK, &ERR_SYSTEM}) {
     if (!tag->empty() && text.compare(position, tag->size(), *tag) == 0) {
       return *tag;
     }

@@ -13,8 +13,8 @@ std::string describe_call(const DeviceCall& call) {
       return "set_follow_user_config(" + std::to_string(call.usage_id) + ", " +
              (call.follow ? "true" : "false") + ")";
     case DeviceCall::kFirmwareUpgrade:
-      return "request_firmware_upgrade(" + call.accessory_id + ", " + call.firmware_version +
-             ", " + call.firmware_name + ")";
+      return "request_firmware_upgrade(" + call.accessory_id + ", " + call.firmware_version + ", " +
+             call.firmware_name + ")";
     case DeviceCall::kDelegateUpgrade: return "delegate_upgrade(" + call.accessory_id + ")";
     case DeviceCall::kConfigFailure:
       return "report_config_failure(" + call.accessory_id + ", " + std::to_string(call.code) + ")";

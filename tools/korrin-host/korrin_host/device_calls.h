@@ -14,12 +14,12 @@ namespace korrin_host {
 /// One call on DeviceControlInterface. Only the members of its kind are set.
 struct DeviceCall {
   enum Kind {
-    kApplySetting,       ///< accessory_id, key, usage_id, value
-    kFollowUserConfig,   ///< usage_id, follow
-    kFirmwareUpgrade,    ///< accessory_id, firmware_version, firmware_name, answer
-    kDelegateUpgrade,    ///< accessory_id
-    kConfigFailure,      ///< accessory_id, code
-    kConfigPending,      ///< accessory_id, code
+    kApplySetting,      ///< accessory_id, key, usage_id, value
+    kFollowUserConfig,  ///< usage_id, follow
+    kFirmwareUpgrade,   ///< accessory_id, firmware_version, firmware_name, answer
+    kDelegateUpgrade,   ///< accessory_id
+    kConfigFailure,     ///< accessory_id, code
+    kConfigPending,     ///< accessory_id, code
   };
   Kind kind = kApplySetting;
   std::string accessory_id;

@@ -181,10 +181,10 @@ TEST(HostPlan, TheTemplateTimeIsTheTimeTheLibraryTook) {
             1700000000.5);
   EXPECT_EQ(plan(document_for(R"("H-9")", "fw", "5-1-0", params, ""), facts).template_time, 0.0);
   // The library reads a string's number value, which is 0.
-  EXPECT_EQ(
-      plan(document_for(R"("H-9")", "fw", "5-1-0", params, R"("updatedTime": "1700000000",)"), facts)
-          .template_time,
-      0.0);
+  EXPECT_EQ(plan(document_for(R"("H-9")", "fw", "5-1-0", params, R"("updatedTime": "1700000000",)"),
+                 facts)
+                .template_time,
+            0.0);
 }
 
 TEST(HostPlan, ConfigureRequiredIsTheLibrarysAnswerToTheStampAfterTheDocument) {
@@ -220,8 +220,8 @@ TEST(HostPlan, AStampWhoseTimeReadsAsZeroMatchesADocumentWithoutTime) {
   const std::string stamp = "a-b-5";
   const std::string params = R"({"name": "anc", "usageId": 20, "value": 1, "access": "Admin"})";
   const AccessoryFacts facts = headset("Zelor H-9", "ZH9C0007A1", "5-0-2");
-  EXPECT_FALSE(plan(document_for(R"("H-9")", "fw", "5-1-0", params, ""), facts, &stamp)
-                   .configure_required);
+  EXPECT_FALSE(
+      plan(document_for(R"("H-9")", "fw", "5-1-0", params, ""), facts, &stamp).configure_required);
   EXPECT_TRUE(plan(simple_document(), facts, &stamp).configure_required);
 }
 
@@ -244,10 +244,10 @@ TEST(HostPlan, FirmwareActionsFollowTheLibrarysDecision) {
   EXPECT_TRUE(empty.firmware.decided);
   EXPECT_EQ(empty.firmware.version, "");
 
-  const AccessoryPlan latest = plan(
-      document_for(R"("Zelor")", "latest", "9-9-9",
-                   R"({"name": "anc", "usageId": 20, "value": 1, "access": "Admin"})"),
-      facts);
+  const AccessoryPlan latest =
+      plan(document_for(R"("Zelor")", "latest", "9-9-9",
+                        R"({"name": "anc", "usageId": 20, "value": 1, "access": "Admin"})"),
+           facts);
   EXPECT_EQ(latest.firmware.action, FirmwarePlan::kDelegate);
   EXPECT_EQ(call_lines(latest).back(), "delegate_upgrade(hs-1)");
 }
@@ -304,7 +304,8 @@ TEST(HostPlan, ADocumentWithoutModelFirmwareIsRejectedWithTheLibrarysWarnings) {
 }
 
 TEST(HostPlan, AnUnparsableDocumentIsRejected) {
-  const AccessoryPlan result = plan("{\"templateConfiguration\": {", headset("Zelor H-5", "S", "1"));
+  const AccessoryPlan result =
+      plan("{\"templateConfiguration\": {", headset("Zelor H-5", "S", "1"));
   EXPECT_EQ(result.outcome, DocumentOutcome::kRejected);
   EXPECT_EQ(call_lines(result), std::vector<std::string>{"report_config_failure(hs-1, 1)"});
   EXPECT_EQ(texts_of(result.warnings),

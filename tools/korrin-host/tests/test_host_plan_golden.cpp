@@ -57,7 +57,7 @@ std::vector<PlanCase> cases() {
   // Every example document for every example accessory, in both forms. The
   // accessories that reject each document are those of its reviewed
   // outcome in tests/data/<document>.expected.
-  const std::vector<std::string> every = {"hs-desk-01", "hs-pro-02",   "hs-h9-03",  "hs-h8-04",
+  const std::vector<std::string> every = {"hs-desk-01",     "hs-pro-02",   "hs-h9-03",  "hs-h8-04",
                                           "hs-wireless-05", "cam-room-06", "hs-acme-07"};
   const std::vector<std::pair<std::string, std::vector<std::string>>> examples = {
       {"headset_fleet", {"cam-room-06", "hs-acme-07"}},
@@ -73,11 +73,11 @@ std::vector<PlanCase> cases() {
   };
   for (const auto& document : examples) {
     for (const std::string format : {"text", "json"}) {
-      list.push_back({"fleet_" + document.first + (format == "text" ? ".txt" : ".json"),
-                      {"plan", "--document", example(document.first), "--fleet", kFleet,
-                       "--format", format},
-                      document.second.empty() ? 0 : 1,
-                      fleet_rejected(document.second)});
+      list.push_back(
+          {"fleet_" + document.first + (format == "text" ? ".txt" : ".json"),
+           {"plan", "--document", example(document.first), "--fleet", kFleet, "--format", format},
+           document.second.empty() ? 0 : 1,
+           fleet_rejected(document.second)});
     }
   }
   // Malformed documents for one headset, in both forms.
@@ -104,18 +104,18 @@ std::vector<PlanCase> cases() {
                    kAccessories + "hs-h9-03.json", "--previous-time", "x-1730000000"},
                   0,
                   ""});
-  list.push_back({"previous_time_other.json",
-                  {"plan", "--document", example("office"), "--accessory",
-                   kAccessories + "hs-h9-03.json", "--previous-time", "x-1700000000", "--format",
-                   "json"},
-                  0,
-                  ""});
-  list.push_back({"previous_time_malformed.txt",
-                  {"plan", "--document", example("office"), "--accessory",
-                   kAccessories + "hs-h9-03.json", "--accessory", kAccessories + "cam-room-06.json",
-                   "--previous-time", "1730000000"},
-                  0,
-                  ""});
+  list.push_back(
+      {"previous_time_other.json",
+       {"plan", "--document", example("office"), "--accessory", kAccessories + "hs-h9-03.json",
+        "--previous-time", "x-1700000000", "--format", "json"},
+       0,
+       ""});
+  list.push_back(
+      {"previous_time_malformed.txt",
+       {"plan", "--document", example("office"), "--accessory", kAccessories + "hs-h9-03.json",
+        "--accessory", kAccessories + "cam-room-06.json", "--previous-time", "1730000000"},
+       0,
+       ""});
   list.push_back({"previous_time_empty.txt",
                   {"plan", "--document", example("camera_room"), "--accessory",
                    kAccessories + "cam-room-06.json", "--previous-time", ""},
@@ -231,8 +231,8 @@ Outcome run(const std::vector<std::string>& arguments) {
   std::ostringstream out;
   std::ostringstream err;
   Outcome outcome;
-  outcome.status = korrin_host::korrin_host_main(static_cast<int>(argv.size()), argv.data(), out,
-                                                 err);
+  outcome.status =
+      korrin_host::korrin_host_main(static_cast<int>(argv.size()), argv.data(), out, err);
   outcome.out = out.str();
   outcome.err = err.str();
   return outcome;
@@ -262,8 +262,8 @@ TEST_P(PlanOutput, IsExactlyTheReviewedOne) {
 }
 
 std::string case_name(const ::testing::TestParamInfo<PlanCase>& info) {
-  std::string name = info.param.name.empty() ? "bad_usage_" + std::to_string(info.index)
-                                             : info.param.name;
+  std::string name =
+      info.param.name.empty() ? "bad_usage_" + std::to_string(info.index) : info.param.name;
   for (char& c : name) {
     if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
       c = '_';

@@ -31,8 +31,7 @@ TEST(HostPlanWarnings, FindsTheTagDirectlyAfterTheFunctionName) {
       {"Lib::ConfigManagerImpl: fetch[NETWORK-ERR]: x", "[NETWORK-ERR]"},
       {"Lib::ConfigManagerImpl: start[SYSTEM-ERR]: x", "[SYSTEM-ERR]"},
       // A clone's logger has an empty name.
-      {": is_config_required[QELM-ERR]: Version timestamp is incorrectly formatted.",
-       "[QELM-ERR]"},
+      {": is_config_required[QELM-ERR]: Version timestamp is incorrectly formatted.", "[QELM-ERR]"},
       // The factory writes its function name with a scope prefix.
       {"ConfigFactory: ::create_config[QELM-ERR]: x", "[QELM-ERR]"},
   };
@@ -58,8 +57,8 @@ TEST(HostPlanWarnings, ATagAnywhereElseDoesNotCount) {
 }
 
 TEST(HostPlanWarnings, UsesTheLibrarysOwnTagConstants) {
-  for (const std::string* tag : {&ERR_LIB, &ERR_QELM, &ERR_PARSING, &ERR_PLUGIN, &ERR_NETWORK,
-                                 &ERR_SYSTEM}) {
+  for (const std::string* tag :
+       {&ERR_LIB, &ERR_QELM, &ERR_PARSING, &ERR_PLUGIN, &ERR_NETWORK, &ERR_SYSTEM}) {
     EXPECT_EQ(error_tag_of("Logger: function" + *tag + ": text"), *tag);
   }
 }

@@ -29,9 +29,9 @@ std::string reviewed(const std::string& name) {
 }
 
 TEST(E2ePlan, AFleetThatTakesTheDocumentPrintsThePlanAndExitsZero) {
-  const ProcessResult result = run_in_source_tree(
-      {"plan", "--document", "examples/documents/office.json", "--fleet",
-       "examples/accessories.json"});
+  const ProcessResult result =
+      run_in_source_tree({"plan", "--document", "examples/documents/office.json", "--fleet",
+                          "examples/accessories.json"});
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.out, reviewed("fleet_office.txt"));
   EXPECT_EQ(result.err, "");
@@ -59,9 +59,8 @@ TEST(E2ePlan, BadUsageExitsTwoWithoutOutput) {
 }
 
 TEST(E2ePlan, AnUnreadableDocumentExitsTwo) {
-  const ProcessResult result =
-      run_in_source_tree({"plan", "--document", "/nonexistent/doc.json", "--fleet",
-                          "examples/accessories.json"});
+  const ProcessResult result = run_in_source_tree(
+      {"plan", "--document", "/nonexistent/doc.json", "--fleet", "examples/accessories.json"});
   EXPECT_EQ(result.exit_code, 2);
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err,
@@ -75,13 +74,15 @@ TEST(E2ePlan, LogLevelCopiesTheLibrarysRecordsToStandardErrorWithoutChangingTheP
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.out, reviewed("h9_not_json.txt"));
   // The parse error, which is not a warning, is there for whoever asks.
-  EXPECT_TRUE(contains(result.err,
-                       " info     HeadsetConfigImpl: update_from_server: Configuration: headsets on "
-                       "5-1-0, please.\n"))
+  EXPECT_TRUE(
+      contains(result.err,
+               " info     HeadsetConfigImpl: update_from_server: Configuration: headsets on "
+               "5-1-0, please.\n"))
       << result.err;
-  EXPECT_TRUE(contains(result.err,
-                       " error    Lib::ConfigManagerImpl: on_fetch_config_success: unable to update "
-                       "config retrieved from server in library\n"))
+  EXPECT_TRUE(
+      contains(result.err,
+               " error    Lib::ConfigManagerImpl: on_fetch_config_success: unable to update "
+               "config retrieved from server in library\n"))
       << result.err;
   EXPECT_FALSE(contains(result.err, " debug    ")) << result.err;
 }
