@@ -195,7 +195,8 @@ void decide_outcome(AccessoryPlan& plan, bool queued, const InlineDispatcher& di
 }  // namespace
 
 AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& facts,
-                             const PlanHost& host, const std::string* previous_time) {
+                             const PlanHost& host,
+                             const std::optional<std::string>& previous_time) {
   AccessoryPlan plan;
   plan.facts = facts;
 
@@ -259,7 +260,7 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
     plan.not_sent = settings_not_sent(plan.settings, stored);
     plan.firmware = firmware_of(plan, *config);
 
-    if (previous_time != nullptr) {
+    if (previous_time) {
       const std::size_t asked = log.size();
       plan.configure_checked = true;
       plan.configure_required = config->config()->is_config_required(*previous_time);
@@ -313,7 +314,9 @@ PlanReport run_plan(const PlanOptions& options, std::ostream& log_stream) {
     host.log_forward = &sink;
   }
 
-  const std::string* previous = options.previous_time_given ? &options.previous_time : nullptr;
+  const std::optional<std::string> previous =
+      options.previous_time_given ? std::optional<std::string>(options.previous_time)
+                                  : std::nullopt;
   for (const AccessoryFacts& facts : accessories) {
     report.accessories.push_back(plan_accessory(document, facts, host, previous));
     if (report.accessories.back().outcome != DocumentOutcome::kTaken) {

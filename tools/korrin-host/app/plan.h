@@ -7,6 +7,7 @@
 #define KORRIN_HOST_APP_PLAN_H
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -132,10 +133,13 @@ struct PlanHost {
 /// components, registers a configuration object for the accessory with the
 /// configuration manager, asks for its configuration as initialize_accessory()
 /// does, runs the configure task (whose fetch is answered with `document`),
-/// then shuts everything down and resets the plugin table. The readiness of
-/// `facts` is ignored: the plan shows what happens once the accessory is ready.
+/// then shuts everything down and resets the plugin table. With
+/// `previous_time`, the object is then asked is_config_required() of it. The
+/// readiness of `facts` is ignored: the plan shows what happens once the
+/// accessory is ready.
 AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& facts,
-                             const PlanHost& host, const std::string* previous_time);
+                             const PlanHost& host,
+                             const std::optional<std::string>& previous_time = std::nullopt);
 
 /// Reads the input files and plans every accessory. Throws InputError for
 /// an unreadable or malformed input file and for an empty accessory list.

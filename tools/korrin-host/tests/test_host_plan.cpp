@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -47,7 +48,9 @@ PlanHost file_host() {
 
 AccessoryPlan plan(const std::string& document, const AccessoryFacts& facts,
                    const std::string* previous_time = nullptr, const PlanHost& host = file_host()) {
-  return korrin_host::plan_accessory(document, facts, host, previous_time);
+  return korrin_host::plan_accessory(
+      document, facts, host,
+      previous_time != nullptr ? std::optional<std::string>(*previous_time) : std::nullopt);
 }
 
 // A document with one model group for `models`.
