@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "frame/plugins_check.h"
+#include "korrin/metrics.h"
 
 namespace korrin {
 
@@ -27,6 +28,11 @@ void task_forwarder(void* /*context*/, TaskParametersInterface* params) {
     return;
   }
   switch (params->get_type()) {
+    case 1:
+      // An inventory task carries everything in its parameters; the context
+      // (the metric that queued it) may already be gone.
+      metrics::InventoryMetric::send_metric(params);
+      break;
     default:
       // Unknown task types are ignored; the dispatcher owns and frees params.
       break;
