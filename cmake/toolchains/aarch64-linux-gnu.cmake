@@ -5,4 +5,6 @@
 set(KORRIN_CROSS_TRIPLET aarch64-linux-gnu)
 set(KORRIN_CROSS_PROCESSOR aarch64)
 set(KORRIN_CROSS_QEMU qemu-aarch64)
+# What `file` says about code for this target (checked by a test).
+set(KORRIN_CROSS_FILE_PATTERN "ELF 64-bit LSB .*ARM aarch64")
 include(${CMAKE_CURRENT_LIST_DIR}/debian-multiarch.cmake)

@@ -5,4 +5,6 @@
 set(KORRIN_CROSS_TRIPLET arm-linux-gnueabihf)
 set(KORRIN_CROSS_PROCESSOR arm)
 set(KORRIN_CROSS_QEMU qemu-arm)
+# What `file` says about code for this target (checked by a test).
+set(KORRIN_CROSS_FILE_PATTERN "ELF 32-bit LSB .*ARM, EABI5")
 include(${CMAKE_CURRENT_LIST_DIR}/debian-multiarch.cmake)
