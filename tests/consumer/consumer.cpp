@@ -3,13 +3,13 @@
 // host interfaces, installs them and checks a few observable results, so a
 // broken install tree, a missing export or an ABI mismatch shows up as a
 // build, link or run failure.
+#include <korrin/korrin.h>
+
 #include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <korrin/korrin.h>
 
 namespace {
 
