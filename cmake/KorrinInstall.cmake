@@ -50,10 +50,18 @@ install(FILES
 
 # korrin.pc names absolute directories, so it is written when installing,
 # from the prefix actually used (`cmake --install --prefix` may change it).
+# Directories given relative (the usual case) are placed under ${prefix}.
+foreach(kind IN ITEMS LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
+    set(KORRIN_PC_${kind} "${CMAKE_INSTALL_${kind}}")
+  else()
+    set(KORRIN_PC_${kind} "\\\${prefix}/${CMAKE_INSTALL_${kind}}")
+  endif()
+endforeach()
 install(CODE "
   set(KORRIN_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
-  set(KORRIN_PC_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
-  set(KORRIN_PC_INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")
+  set(KORRIN_PC_LIBDIR \"${KORRIN_PC_LIBDIR}\")
+  set(KORRIN_PC_INCLUDEDIR \"${KORRIN_PC_INCLUDEDIR}\")
   set(KORRIN_PC_VERSION \"${PROJECT_VERSION}\")
   set(KORRIN_PC_DESCRIPTION \"${PROJECT_DESCRIPTION}\")
   configure_file(\"${PROJECT_SOURCE_DIR}/cmake/korrin.pc.in\"
