@@ -1,32 +1,48 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example test asan lint format clean aarch64 armhf package consumer symbols docs
+.PHONY: all example demo test asan tsan lint format clean aarch64 armhf package consumer symbols docs
 
 all: test
 
 # The main job (until the reference host lands): build the library and run
 # the minimal example host.
 example:
-	scripts/install-deps build
+	scripts/install-deps build host
 	cmake --preset dev
 	cmake --build --preset dev --target korrin-minimal-host
 	./build/dev/examples/korrin-minimal-host
 
+# The reference host's demo: an embedded server on 127.0.0.1 serves the
+# example documents and the example host configures the example accessories.
+demo:
+	scripts/install-deps build host
+	cmake --preset dev
+	cmake --build --preset dev --target korrin-host
+	./build/dev/tools/korrin-host/korrin-host demo
+
 test:
-	scripts/install-deps build
+	scripts/install-deps build host
 	cmake --preset dev
 	cmake --build --preset dev
 	ctest --preset dev
 
 asan:
-	scripts/install-deps build asan
+	scripts/install-deps build host asan
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
 
+# The whole suite under ThreadSanitizer; the threaded configure-flow test is
+# the one that drives host threads and a dispatcher thread together.
+tsan:
+	scripts/install-deps build host tsan
+	cmake --preset tsan
+	cmake --build --preset tsan
+	ctest --preset tsan
+
 lint:
-	scripts/install-deps build lint
+	scripts/install-deps build host lint
 	cmake --preset dev
 	scripts/lint
 
@@ -44,7 +60,7 @@ armhf:
 	ctest --preset armhf
 
 # Debian packages for amd64 and arm64, lintian, and the consumer built
-# against the amd64 packages.
+# against each (the arm64 one cross-built and run under qemu-aarch64).
 package:
 	scripts/install-deps build aarch64 package
 	cmake --preset package
@@ -55,7 +71,7 @@ package:
 
 # A host program built against the install tree (find_package and pkg-config).
 consumer:
-	scripts/install-deps build
+	scripts/install-deps build host
 	cmake --preset dev
 	cmake --build --preset dev
 	ctest --preset dev -L consumer

@@ -31,8 +31,9 @@ const std::string kData = KORRIN_TEST_DATA_DIR;
 
 // The example documents, each with its expected outcome.
 const std::vector<std::string> kDocuments = {
-    "headset_fleet",      "camera_room",      "latest_driver",      "wrapped_in_array",
-    "template_not_first", "template_missing", "wrong_member_types", "truncated",
+    "headset_fleet",      "camera_room",        "latest_driver",
+    "wrapped_in_array",   "template_not_first", "template_missing",
+    "wrong_member_types", "truncated",          "office",
 };
 
 std::string text_of(const cJSON* object, const char* key) {

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "frame/plugins_check.h"
+#include "korrin/config_manager.h"
 #include "korrin/metrics.h"
 
 namespace korrin {
@@ -23,11 +24,17 @@ bool init(Plugins& plugins) {
   return true;
 }
 
-void task_forwarder(void* /*context*/, TaskParametersInterface* params) {
+void task_forwarder(void* context, TaskParametersInterface* params) {
   if (params == nullptr) {
     return;
   }
   switch (params->get_type()) {
+    case 0:
+      // A configure request; the context is the manager that queued it.
+      if (context != nullptr) {
+        static_cast<config::ConfigManagerImpl*>(context)->configure_accessory_task(params);
+      }
+      break;
     case 1:
       // An inventory task carries everything in its parameters; the context
       // (the metric that queued it) may already be gone.
