@@ -5,8 +5,7 @@
 
 all: test
 
-# The main job (until the reference host lands): build the library and run
-# the minimal example host.
+# The smallest host: installs a table and prints the records it receives.
 example:
 	scripts/install-deps build host
 	cmake --preset dev

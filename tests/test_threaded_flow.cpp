@@ -112,6 +112,11 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
     FakeLogSink::write_record(level, text);
     if (on_host_thread && text.find("initialize_accessory: called for id") != std::string::npos) {
       meet();
+    } else if (on_host_thread &&
+               text.find("configure_accessory: added async task") != std::string::npos) {
+      wait_for_task();
+    } else if (!on_host_thread && text.find("configure_accessory_task") != std::string::npos) {
+      note_task_running();
     }
   }
 
@@ -120,7 +125,36 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
     return meetings_;
   }
 
+  /// Times a host thread, still inside the call that queued a task, saw that
+  /// task run on the dispatcher's thread.
+  int dispatcher_meetings() const {
+    std::lock_guard<std::mutex> guard(mutex_);
+    return dispatcher_meetings_;
+  }
+
  private:
+  // The dispatcher's thread has entered a configure task.
+  void note_task_running() {
+    std::lock_guard<std::mutex> guard(mutex_);
+    ++tasks_seen_;
+    met_.notify_all();
+  }
+
+  // A host thread that has just queued a task (configure_accessory holds no
+  // lock at this record) stays inside the library, up to a limit, until the
+  // dispatcher's thread runs a task: both are then inside it together.
+  void wait_for_task() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (dispatcher_meetings_ >= kWantedMeetings || dispatcher_attempts_ >= kMaximumAttempts) {
+      return;
+    }
+    ++dispatcher_attempts_;
+    const int seen = tasks_seen_;
+    if (met_.wait_for(lock, std::chrono::seconds(2), [&] { return tasks_seen_ != seen; })) {
+      ++dispatcher_meetings_;
+    }
+  }
+
   void meet() {
     std::unique_lock<std::mutex> lock(mutex_);
     if (meetings_ >= kWantedMeetings || attempts_ >= kMaximumAttempts) {
@@ -149,6 +183,9 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
   int generation_ = 0;
   int meetings_ = 0;
   int attempts_ = 0;
+  int tasks_seen_ = 0;
+  int dispatcher_meetings_ = 0;
+  int dispatcher_attempts_ = 0;
 };
 
 // One host thread: each round it connects fresh accessories and disconnects
@@ -319,6 +356,7 @@ TEST(ThreadedFlowTest, HostThreadsAndTheDispatcherOverlapWithinTheThreadingRules
 
   // The threads and the dispatcher were really inside the library together.
   EXPECT_GT(log.meetings(), 0);
+  EXPECT_GT(log.dispatcher_meetings(), 0);
   EXPECT_TRUE(korrin_test::any_overlap(hosts[0]->calls(), hosts[1]->calls()));
   std::vector<Interval> host_calls = hosts[0]->calls();
   host_calls.insert(host_calls.end(), hosts[1]->calls().begin(), hosts[1]->calls().end());
