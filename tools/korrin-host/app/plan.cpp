@@ -240,9 +240,11 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
       plan.warnings = warnings_of(log.records_since(start));
       return plan;
     }
-    // Registered first, so that the manager's own lookups find it; then the
-    // request initialize_accessory() makes for a new accessory. The manager
-    // owns the object from here on and deletes it with itself.
+    // initialize_accessory() would create an object whose state cannot be
+    // read, and its lookup of a new id logs a warning that says nothing about
+    // the document. So the plan's object is registered first and then asked
+    // for its configuration exactly as initialize_accessory() asks for a new
+    // accessory's. The manager owns the object from here on.
     ObservedConfig* config = observed.release();
     manager->add_config_object(facts.id, config->config());
     const bool queued = manager->configure_accessory(facts.id, std::string());
