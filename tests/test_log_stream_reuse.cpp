@@ -2,6 +2,7 @@
 // each must read exactly as if its stream had been made for it alone.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <iomanip>
 #include <locale>
 #include <ostream>
