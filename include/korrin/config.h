@@ -5,6 +5,7 @@
 #ifndef KORRIN_CONFIG_H
 #define KORRIN_CONFIG_H
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -67,7 +68,17 @@ class KORRIN_API ConfigInterface {
   virtual ~ConfigInterface();
 
  protected:
-  int config_retries_ = 0;  ///< retry counter of the configure flow
+  /// A counter of 0.
+  ConfigInterface() = default;
+  /// Copies the retry counter.
+  ConfigInterface(const ConfigInterface& other) : config_retries_(other.config_retries_.load()) {}
+  ConfigInterface& operator=(const ConfigInterface&) = delete;
+
+  /// Retry counter of the configure flow. Atomic because a request's
+  /// clean-up resets the counters of the pending objects on the
+  /// dispatcher's thread while a host thread may be cloning an object that
+  /// has just joined the pending set.
+  std::atomic<int> config_retries_{0};
 };
 
 /// The configuration object shared by headsets and cameras.
