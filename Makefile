@@ -1,7 +1,9 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example demo test asan tsan lint format clean fuzz-smoke memcheck soak
+.PHONY: all example demo test asan tsan lint format clean aarch64 armhf package consumer symbols docs
+.PHONY: bench bench-smoke bench-callgrind bench-aarch64
+.PHONY: fuzz-smoke memcheck soak
 
 all: test
 
@@ -67,10 +69,99 @@ fuzz-smoke:
 	cmake --build --preset fuzz
 	scripts/fuzz-smoke $(FUZZ_SECONDS)
 
+# Benchmarks in an optimised build (build/bench): medians of repeated runs,
+# then a table of the time per setting and the ratio to the JSON parse floor.
+# BENCH_ARGS adds runner options, e.g. BENCH_ARGS=--benchmark_filter=Update.
+BENCH_REPETITIONS ?= 5
+BENCH_MIN_TIME ?= 0.2
+BENCH_ARGS ?=
+bench:
+	scripts/install-deps build bench
+	cmake --preset bench
+	cmake --build --preset bench
+	build/bench/bench/korrin-bench --benchmark_repetitions=$(BENCH_REPETITIONS) \
+	  --benchmark_min_time=$(BENCH_MIN_TIME) --benchmark_report_aggregates_only=true \
+	  --benchmark_out=build/bench/results.json --benchmark_out_format=json $(BENCH_ARGS)
+	scripts/bench-report build/bench/results.json
+
+# Every benchmark once, briefly, to show that each still runs and does its
+# work; the figures mean nothing. Then the instruction-count targets
+# (repeatable, unlike times) at 1,000 and 10,000 settings.
+bench-smoke:
+	scripts/install-deps build bench
+	cmake --preset bench
+	cmake --build --preset bench
+	build/bench/bench/korrin-bench --benchmark_min_time=0.001 \
+	  --benchmark_out=build/bench/smoke.json --benchmark_out_format=json
+	scripts/bench-report build/bench/smoke.json
+	scripts/bench-callgrind --sizes 1000,10000 --modes floor,update --check
+
+# The benchmarks cross-built for arm64 and run once, briefly, under
+# qemu-aarch64: a check that they build and work there. Figures from an
+# emulator say nothing about a device, so none are printed.
+bench-aarch64:
+	scripts/install-deps build aarch64 bench-aarch64
+	cmake --preset bench-aarch64
+	cmake --build --preset bench-aarch64
+	qemu-aarch64 -L / build/bench-aarch64/bench/korrin-bench --benchmark_min_time=0.001 \
+	  --benchmark_out=build/bench-aarch64/smoke.json --benchmark_out_format=json >/dev/null
+	scripts/bench-report --check-only build/bench-aarch64/smoke.json
+	qemu-aarch64 -L / build/bench-aarch64/bench/korrin-bench-profile update 1000
+
+# Instruction counts under callgrind for every size, and the targets.
+bench-callgrind:
+	scripts/install-deps build bench
+	cmake --preset bench
+	cmake --build --preset bench
+	scripts/bench-callgrind --sizes 10,100,1000,10000,100000 --pending 1,10,100,1000 --check
+
 lint:
 	scripts/install-deps build host lint
 	cmake --preset dev
 	scripts/lint
+
+# Cross builds: the unit tests run under qemu-user.
+aarch64:
+	scripts/install-deps build aarch64
+	cmake --preset aarch64
+	cmake --build --preset aarch64
+	ctest --preset aarch64
+
+armhf:
+	scripts/install-deps build armhf
+	cmake --preset armhf
+	cmake --build --preset armhf
+	ctest --preset armhf
+
+# Debian packages for amd64 and arm64, lintian, and the consumer built
+# against each (the arm64 one cross-built and run under qemu-aarch64).
+package:
+	scripts/install-deps build aarch64 package
+	cmake --preset package
+	cmake --build --preset package
+	cmake --preset aarch64
+	cmake --build --preset aarch64 --target korrin
+	scripts/package
+
+# A host program built against the install tree (find_package and pkg-config).
+consumer:
+	scripts/install-deps build host
+	cmake --preset dev
+	cmake --build --preset dev
+	ctest --preset dev -L consumer
+
+# The exported symbols against abi/exported-symbols.txt (scripts/update-symbols
+# rewrites the list after a deliberate API change).
+symbols:
+	scripts/install-deps build
+	cmake --preset package
+	cmake --build --preset package --target korrin
+	scripts/check-symbols build/package/src/libkorrin.so
+
+# API reference in build/docs/html; fails on any doxygen warning.
+docs:
+	scripts/install-deps docs
+	doxygen docs/Doxyfile
 
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i

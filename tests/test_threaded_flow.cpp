@@ -111,10 +111,12 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
   void write_record(korrin::log::LogLevel level, const std::string& text) override {
     FakeLogSink::write_record(level, text);
     if (on_host_thread && text.find("initialize_accessory: called for id") != std::string::npos) {
-      note_host_call();
       meet();
+    } else if (on_host_thread &&
+               text.find("configure_accessory: added async task") != std::string::npos) {
+      wait_for_task();
     } else if (!on_host_thread && text.find("configure_accessory_task") != std::string::npos) {
-      wait_for_host_call();
+      note_task_running();
     }
   }
 
@@ -123,31 +125,32 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
     return meetings_;
   }
 
-  /// Times a running task saw a host thread enter the library meanwhile.
+  /// Times a host thread, still inside the call that queued a task, saw that
+  /// task run on the dispatcher's thread.
   int dispatcher_meetings() const {
     std::lock_guard<std::mutex> guard(mutex_);
     return dispatcher_meetings_;
   }
 
  private:
-  // A host thread inside initialize_accessory tells a waiting task about it.
-  void note_host_call() {
+  // The dispatcher's thread has entered a configure task.
+  void note_task_running() {
     std::lock_guard<std::mutex> guard(mutex_);
-    ++host_calls_seen_;
+    ++tasks_seen_;
     met_.notify_all();
   }
 
-  // A running task (on the dispatcher's thread, holding no library lock at
-  // this record) waits, up to a limit, for a host thread to enter the
-  // library: both are then inside it at the same instant.
-  void wait_for_host_call() {
+  // A host thread that has just queued a task (configure_accessory holds no
+  // lock at this record) stays inside the library, up to a limit, until the
+  // dispatcher's thread runs a task: both are then inside it together.
+  void wait_for_task() {
     std::unique_lock<std::mutex> lock(mutex_);
     if (dispatcher_meetings_ >= kWantedMeetings || dispatcher_attempts_ >= kMaximumAttempts) {
       return;
     }
     ++dispatcher_attempts_;
-    const int seen = host_calls_seen_;
-    if (met_.wait_for(lock, std::chrono::seconds(1), [&] { return host_calls_seen_ != seen; })) {
+    const int seen = tasks_seen_;
+    if (met_.wait_for(lock, std::chrono::seconds(2), [&] { return tasks_seen_ != seen; })) {
       ++dispatcher_meetings_;
     }
   }
@@ -180,7 +183,7 @@ class MeetingLogSink : public korrin_test::FakeLogSink {
   int generation_ = 0;
   int meetings_ = 0;
   int attempts_ = 0;
-  int host_calls_seen_ = 0;
+  int tasks_seen_ = 0;
   int dispatcher_meetings_ = 0;
   int dispatcher_attempts_ = 0;
 };

@@ -1,9 +1,11 @@
-// Per-accessory configuration objects: the settings map, the
-// configuration-required decision, document parsing, the firmware decision,
-// applying settings to the device and the configuration URL.
+/// \file
+/// Per-accessory configuration objects: the settings map, the
+/// configuration-required decision, document parsing, the firmware decision,
+/// applying settings to the device and the configuration URL.
 #ifndef KORRIN_CONFIG_H
 #define KORRIN_CONFIG_H
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -66,7 +68,17 @@ class KORRIN_API ConfigInterface {
   virtual ~ConfigInterface();
 
  protected:
-  int config_retries_ = 0;
+  /// A counter of 0.
+  ConfigInterface() = default;
+  /// Copies the retry counter.
+  ConfigInterface(const ConfigInterface& other) : config_retries_(other.config_retries_.load()) {}
+  ConfigInterface& operator=(const ConfigInterface&) = delete;
+
+  /// Retry counter of the configure flow. Atomic because a request's
+  /// clean-up resets the counters of the pending objects on the
+  /// dispatcher's thread while a host thread may be cloning an object that
+  /// has just joined the pending set.
+  std::atomic<int> config_retries_{0};
 };
 
 /// The configuration object shared by headsets and cameras.
@@ -136,22 +148,23 @@ class KORRIN_API ConfigImpl : public ConfigInterface {
   /// accessories without downgrade support.
   virtual bool supports_downgrade() const;
 
-  int type_ = 0;
-  std::map<int, ConfigParam> settings_;
-  MutexInterface* settings_lock_ = nullptr;
-  log::Logger* logger_ = nullptr;
-  std::string model_name_;
-  double last_updated_time_ = 0.0;
-  std::string accessory_id_;
-  AccessoryInfoInterface const* accessory_ = nullptr;
-  std::string requested_firmware_;
-  MutexInterface* firmware_lock_ = nullptr;
-  std::string logger_name_;
+  int type_ = 0;                             ///< 1 = headset, 2 = camera
+  std::map<int, ConfigParam> settings_;      ///< the settings, keyed by usage id
+  MutexInterface* settings_lock_ = nullptr;  ///< guards settings_
+  log::Logger* logger_ = nullptr;            ///< the object's own logger
+  std::string model_name_;                   ///< accessory model the settings belong to
+  double last_updated_time_ = 0.0;           ///< version time of the last configuration; 0 = none
+  std::string accessory_id_;                 ///< the id the host registered the accessory under
+  AccessoryInfoInterface const* accessory_ = nullptr;  ///< own clone of the description
+  std::string requested_firmware_;                     ///< firmware name last requested
+  MutexInterface* firmware_lock_ = nullptr;            ///< guards requested_firmware_
+  std::string logger_name_;                            ///< name given to the logger
 };
 
 /// Configuration object of a headset (type 1).
 class KORRIN_API HeadsetConfigImpl : public ConfigImpl {
  public:
+  /// A headset's object; `accessory` must not be null (a clone is kept).
   HeadsetConfigImpl(std::string const& id, AccessoryInfoInterface const* accessory);
   ~HeadsetConfigImpl() override;
 };
@@ -159,6 +172,7 @@ class KORRIN_API HeadsetConfigImpl : public ConfigImpl {
 /// Configuration object of a camera (type 2).
 class KORRIN_API CameraConfigImpl : public ConfigImpl {
  public:
+  /// A camera's object; `accessory` must not be null (a clone is kept).
   CameraConfigImpl(std::string const& id, AccessoryInfoInterface const* accessory);
   ~CameraConfigImpl() override;
 };

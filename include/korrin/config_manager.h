@@ -1,5 +1,6 @@
-// The configuration manager: the registry of accessories and the configure
-// flow that fetches the configuration document and hands it to them.
+/// \file
+/// The configuration manager: the registry of accessories and the configure
+/// flow that fetches the configuration document and hands it to them.
 #ifndef KORRIN_CONFIG_MANAGER_H
 #define KORRIN_CONFIG_MANAGER_H
 
@@ -125,9 +126,9 @@ class KORRIN_API ConfigAccessoryParams : public korrin::TaskParametersInterface 
   int get_timeout() const override;
   int get_defer_time() const override;
 
-  ConfigInterface* config_;
-  int defer_time_;
-  int timeout_;
+  ConfigInterface* config_;  ///< owned clone of the configuration object
+  int defer_time_;           ///< seconds before the next check or run
+  int timeout_;              ///< seconds the task may run (60)
 };
 
 /// The manager singleton as its interface.

@@ -1,5 +1,6 @@
-// Error-category tags that log records carry directly after the function
-// name, e.g. "save_config_to_map[QELM-ERR]: ...".
+/// \file
+/// Error-category tags that log records carry directly after the function
+/// name, e.g. "save_config_to_map[QELM-ERR]: ...".
 #ifndef KORRIN_ERROR_TAGS_H
 #define KORRIN_ERROR_TAGS_H
 

@@ -1,4 +1,5 @@
-// Severity levels and the host's log sink.
+/// \file
+/// Severity levels and the host's log sink.
 #ifndef KORRIN_HOST_LOG_H
 #define KORRIN_HOST_LOG_H
 

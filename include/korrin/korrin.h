@@ -1,4 +1,5 @@
-// Umbrella header: everything a host needs to use libkorrin.
+/// \file
+/// Umbrella header: everything a host needs to use libkorrin.
 #ifndef KORRIN_KORRIN_H
 #define KORRIN_KORRIN_H
 

@@ -1,4 +1,5 @@
-// Named loggers and the one-statement stream that composes a record.
+/// \file
+/// Named loggers and the one-statement stream that composes a record.
 #ifndef KORRIN_LOGGER_H
 #define KORRIN_LOGGER_H
 
@@ -37,18 +38,23 @@ class KORRIN_API LogStream {
   /// Hands the text composed so far to the sink, unless disabled or without a sink.
   void flush();
 
-  std::ostringstream stream;
-  HostLogInterface* host;
-  LogLevel level;
-  bool enabled;
+  /// The record composed so far: a stream lent to this record by a
+  /// per-thread pool (set up like a new one) and taken back when the record
+  /// has been delivered.
+  std::ostringstream& stream;
+  HostLogInterface* host;  ///< the sink the record goes to; may be null
+  LogLevel level;          ///< severity handed to the sink
+  bool enabled;            ///< false: the record is dropped
 };
 
 /// A named logger bound to the host sink. Made by create_logger().
 class KORRIN_API Logger {
  public:
+  /// A logger named `name` on `host`; a disabled one delivers nothing.
   Logger(HostLogInterface* host, const std::string& name, bool enabled);
   virtual ~Logger();
 
+  ///@{
   /// A record at the level of the operation's name.
   LogStream critical();
   LogStream error();
@@ -56,10 +62,11 @@ class KORRIN_API Logger {
   LogStream notice();
   LogStream info();
   LogStream debug();
+  ///@}
 
-  HostLogInterface* host;
-  std::string name;
-  bool enabled;
+  HostLogInterface* host;  ///< the sink records go to; may be null (nothing is delivered)
+  std::string name;        ///< put in front of every record, followed by ": "
+  bool enabled;            ///< false: records are composed but not delivered
 };
 
 }  // namespace log

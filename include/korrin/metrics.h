@@ -1,5 +1,6 @@
-// Inventory metrics: one object per accessory that queues the sending of its
-// inventory document and builds that document on the dispatcher's thread.
+/// \file
+/// Inventory metrics: one object per accessory that queues the sending of its
+/// inventory document and builds that document on the dispatcher's thread.
 #ifndef KORRIN_METRICS_H
 #define KORRIN_METRICS_H
 
@@ -62,13 +63,14 @@ class KORRIN_API InventoryMetric : public MetricsInterface {
   std::string assemble_metrics();
 
  protected:
-  korrin::AccessoryInfoInterface* accessory;
-  korrin::log::Logger* logger;
+  korrin::AccessoryInfoInterface* accessory;  ///< owned clone of the accessory description
+  korrin::log::Logger* logger;                ///< the metric's own logger
 };
 
 /// Inventory of a headset.
 class KORRIN_API HeadsetInventoryMetrics : public InventoryMetric {
  public:
+  /// Keeps a clone of `accessory`; see InventoryMetric.
   HeadsetInventoryMetrics(const korrin::AccessoryInfoInterface* accessory,
                           const std::string& logger_name);
   int get_type() const override;
@@ -79,6 +81,7 @@ class KORRIN_API HeadsetInventoryMetrics : public InventoryMetric {
 /// Inventory of a camera; its accessory payload keeps the "headset" key.
 class KORRIN_API CameraInventoryMetrics : public InventoryMetric {
  public:
+  /// Keeps a clone of `accessory`; see InventoryMetric.
   CameraInventoryMetrics(const korrin::AccessoryInfoInterface* accessory,
                          const std::string& logger_name);
   int get_type() const override;
@@ -102,9 +105,9 @@ class KORRIN_API SendMetricsParams : public korrin::TaskParametersInterface {
   int get_timeout() const override;
   int get_defer_time() const override;
 
-  korrin::AccessoryInfoInterface* accessory;
-  int defer_time;
-  int timeout;
+  korrin::AccessoryInfoInterface* accessory;  ///< owned clone of the accessory description
+  int defer_time;                             ///< seconds before the next check or run
+  int timeout;                                ///< seconds the task may run
 };
 
 }  // namespace metrics

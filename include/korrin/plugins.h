@@ -1,6 +1,7 @@
-// The host plugin table: the six interfaces through which the library reaches
-// the outside world, the accessory description, installation and the single
-// entry point of deferred tasks.
+/// \file
+/// The host plugin table: the six interfaces through which the library reaches
+/// the outside world, the accessory description, installation and the single
+/// entry point of deferred tasks.
 #ifndef KORRIN_PLUGINS_H
 #define KORRIN_PLUGINS_H
 
@@ -165,12 +166,12 @@ class KORRIN_API AccessoryInfoInterface {
 /// non-owning and none may be null; the objects must stay alive until the
 /// configuration manager has been deleted and no task can run any more.
 struct Plugins {
-  log::HostLogInterface* log = nullptr;
-  dispatcher::NetworkInterface* network = nullptr;
-  DeviceControlInterface* device = nullptr;
-  SystemInfoInterface* system_info = nullptr;
-  TaskDispatcherInterface* task_dispatcher = nullptr;
-  MutexFactoryInterface* mutex_factory = nullptr;
+  log::HostLogInterface* log = nullptr;                ///< receives every log record
+  dispatcher::NetworkInterface* network = nullptr;     ///< fetches and posts documents
+  DeviceControlInterface* device = nullptr;            ///< carries out settings and firmware
+  SystemInfoInterface* system_info = nullptr;          ///< host facts and server addresses
+  TaskDispatcherInterface* task_dispatcher = nullptr;  ///< runs deferred tasks
+  MutexFactoryInterface* mutex_factory = nullptr;      ///< makes the library's locks
 };
 
 namespace globals {

@@ -1,4 +1,5 @@
-// The network request record and the deferred-task parameters contract.
+/// \file
+/// The network request record and the deferred-task parameters contract.
 #ifndef KORRIN_REQUEST_H
 #define KORRIN_REQUEST_H
 

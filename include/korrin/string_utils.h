@@ -1,4 +1,5 @@
-// String helpers and the functions that tell headset models apart.
+/// \file
+/// String helpers and the functions that tell headset models apart.
 #ifndef KORRIN_STRING_UTILS_H
 #define KORRIN_STRING_UTILS_H
 
@@ -38,8 +39,10 @@ namespace stringconverter {
 template <typename T>
 std::string to_string(const T& value);
 
+/// Decimal text of `value`.
 template <>
 KORRIN_API std::string to_string<int>(const int& value);
+/// The C string `value`, or "" for null.
 template <>
 KORRIN_API std::string to_string<char*>(char* const& value);
 }  // namespace stringconverter

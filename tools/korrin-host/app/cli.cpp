@@ -5,7 +5,9 @@
 #include <string>
 
 #include "demo.h"
+#include "korrin_host/json_input.h"
 #include "korrin_host/log_sink.h"
+#include "plan.h"
 #include "run.h"
 
 #ifndef KORRIN_HOST_EXAMPLES_DIR
@@ -66,6 +68,82 @@ bool apply_log_level(const CommonOptions& common, RunOptions& run, std::ostream&
   return true;
 }
 
+// The plan subcommand's options, filled in by CLI11.
+struct PlanCommand {
+  PlanOptions options;
+  std::string format = "text";
+  std::string log_level;
+  CLI::App* command = nullptr;
+};
+
+void add_plan_command(CLI::App& app, PlanCommand& plan) {
+  plan.command = app.add_subcommand(
+      "plan", "Dry run: what the library does with a configuration document, per accessory");
+  CLI::App* command = plan.command;
+  command->add_option("--document", plan.options.document_file, "Configuration document (JSON)")
+      ->required();
+  CLI::Option* accessory = command->add_option(
+      "--accessory", plan.options.accessory_files,
+      "File of one accessory (a JSON object) or several (an array); repeatable");
+  CLI::Option* fleet = command->add_option(
+      "--fleet", plan.options.fleet_file,
+      "Accessories file (examples/accessories.json format): plan them all, then a summary table");
+  accessory->excludes(fleet);
+  command->add_option("--previous-time", plan.options.previous_time,
+                      "Version stamp as a host passes it to configure_accessory (x-1700000000): "
+                      "would a configure be required after the document?");
+  command->add_option("--format", plan.format, "Output: text or json")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->capture_default_str();
+  command->add_flag("--no-url-template", plan.options.no_url_template,
+                    "Plan as a host without a configuration URL template");
+  command->add_option("--log-level", plan.log_level,
+                      "Also write the library's records to standard error, up to this level");
+}
+
+int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
+  PlanOptions& options = plan.options;
+  if (options.accessory_files.empty() && options.fleet_file.empty()) {
+    err << "korrin-host plan: name the accessories with --accessory FILE (repeatable) or "
+           "--fleet FILE\n";
+    return kExitBadInput;
+  }
+  options.previous_time_given = plan.command->count("--previous-time") > 0;
+  options.format = plan.format == "json" ? PlanFormat::kJson : PlanFormat::kText;
+  if (plan.command->count("--log-level") > 0) {
+    if (!parse_log_level(plan.log_level, options.log_level)) {
+      err << "korrin-host plan: --log-level: unknown level '" << plan.log_level
+          << "' (critical, error, warning, notice, info, debug)\n";
+      return kExitBadInput;
+    }
+    options.log_records = true;
+  }
+  PlanReport report;
+  try {
+    report = run_plan(options, err);
+  } catch (const InputError& error) {
+    err << "korrin-host plan: " << error.what() << "\n";
+    return kExitBadInput;
+  }
+  out << (options.format == PlanFormat::kJson ? format_plan_json(report)
+                                              : format_plan_text(report));
+  std::string refused;
+  int count = 0;
+  for (const AccessoryPlan& accessory : report.accessories) {
+    if (accessory.outcome != DocumentOutcome::kTaken) {
+      refused += (refused.empty() ? "" : ", ") + accessory.facts.id + " (" +
+                 outcome_name(accessory.outcome) + ")";
+      ++count;
+    }
+  }
+  if (count > 0) {
+    err << "korrin-host plan: the document was not taken for " << count << " of "
+        << report.accessories.size() << " accessories: " << refused
+        << " (--log-level info shows the library's records)\n";
+  }
+  return report.exit_status;
+}
+
 }  // namespace
 
 int korrin_host_main(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
@@ -106,6 +184,9 @@ int korrin_host_main(int argc, const char* const* argv, std::ostream& out, std::
       ->capture_default_str();
   add_common_options(demo_command, demo.run, demo_common);
 
+  PlanCommand plan;
+  add_plan_command(app, plan);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -113,6 +194,9 @@ int korrin_host_main(int argc, const char* const* argv, std::ostream& out, std::
     return status == 0 ? 0 : kExitBadInput;
   }
 
+  if (plan.command->parsed()) {
+    return run_plan_command(plan, out, err);
+  }
   if (run_command->parsed()) {
     if (!apply_log_level(run_common, run, err)) {
       return kExitBadInput;

@@ -6,7 +6,7 @@
 
 namespace korrin_host {
 
-/// Parses the arguments and runs `run` or `demo`; returns the exit status
+/// Parses the arguments and runs `run`, `demo` or `plan`; returns the exit status
 /// (2 for bad usage). Reports go to `out`, log records and errors to `err`.
 int korrin_host_main(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
 

@@ -39,18 +39,6 @@ std::string indented_json(const std::string& text, const std::string& indent) {
   return result + "\n";
 }
 
-std::string describe_accessory(const AccessoryFacts& facts) {
-  std::string text = accessory_type_name(facts.type) + " " + facts.model + ", serial " +
-                     facts.serial_number + ", firmware " + facts.firmware_version;
-  if (!facts.dock_model.empty()) {
-    text += ", in dock " + facts.dock_model;
-  }
-  if (!facts.dongle_model.empty()) {
-    text += ", dongle " + facts.dongle_model + " (firmware " + facts.dongle_firmware_version + ")";
-  }
-  return text;
-}
-
 }  // namespace
 
 std::string demo_url(const std::string& url_template, const std::string& token, int port,

@@ -114,12 +114,36 @@ std::vector<AccessoryFacts> load_accessories(const std::string& path) {
   return parse_accessories(read_text_file(path), path);
 }
 
+std::vector<AccessoryFacts> parse_accessory_or_list(const std::string& text,
+                                                    const std::string& origin) {
+  const JsonDocument document(text, origin);
+  if (cJSON_IsObject(document.root())) {
+    return {read_accessory(document.root(), origin)};
+  }
+  if (!cJSON_IsArray(document.root())) {
+    throw InputError(origin + ": expected a JSON object (one accessory) or an array of them");
+  }
+  return parse_accessories(text, origin);
+}
+
 std::string accessory_type_name(int type) {
   switch (type) {
     case 1: return "headset";
     case 2: return "camera";
     default: return "type " + std::to_string(type);
   }
+}
+
+std::string describe_accessory(const AccessoryFacts& facts) {
+  std::string text = accessory_type_name(facts.type) + " " + facts.model + ", serial " +
+                     facts.serial_number + ", firmware " + facts.firmware_version;
+  if (!facts.dock_model.empty()) {
+    text += ", in dock " + facts.dock_model;
+  }
+  if (!facts.dongle_model.empty()) {
+    text += ", dongle " + facts.dongle_model + " (firmware " + facts.dongle_firmware_version + ")";
+  }
+  return text;
 }
 
 Accessory::Accessory(std::shared_ptr<const AccessoryFacts> facts, Clock::time_point connected_at,

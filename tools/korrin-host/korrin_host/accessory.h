@@ -50,9 +50,17 @@ struct AccessoryFacts {
 std::vector<AccessoryFacts> parse_accessories(const std::string& text, const std::string& origin);
 /// Reads and parses an accessories file; InputError when unreadable or malformed.
 std::vector<AccessoryFacts> load_accessories(const std::string& path);
+/// Parses a file that holds either one accessory (a JSON object with the
+/// members above) or a list of them (an accessories file).
+std::vector<AccessoryFacts> parse_accessory_or_list(const std::string& text,
+                                                    const std::string& origin);
 
 /// "headset", "camera" or "type N".
 std::string accessory_type_name(int type);
+
+/// "headset Zelor H-5, serial ZH5B2231907, firmware 2-3-1, in dock Zelor
+/// Dock 5" (with ", dongle MODEL (firmware VERSION)" when it has one).
+std::string describe_accessory(const AccessoryFacts& facts);
 
 /// AccessoryInfoInterface over AccessoryFacts. Clones share the facts and the
 /// connection time, so readiness moves on for every copy alike.

@@ -5,12 +5,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 namespace korrin_host {
 
 std::string read_text_file(const std::string& path) {
+  // A directory opens as a stream that reads nothing: say what it is instead.
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) {
+    throw InputError("cannot read " + path + ": " + std::strerror(EISDIR));
+  }
   std::ifstream in(path, std::ios::binary);
   if (!in) {
     throw InputError("cannot read " + path + ": " + std::strerror(errno));

@@ -64,6 +64,16 @@ TEST(HostJsonInput, AMissingFileIsNamedWithTheReason) {
   }
 }
 
+TEST(HostJsonInput, ADirectoryIsRefusedInsteadOfReadAsEmpty) {
+  korrin_host_test::TempDir dir;
+  try {
+    korrin_host::read_text_file(dir.path());
+    FAIL() << "no error";
+  } catch (const InputError& error) {
+    EXPECT_EQ(std::string(error.what()), "cannot read " + dir.path() + ": Is a directory");
+  }
+}
+
 TEST(HostJsonInput, FromFileReadsAndParses) {
   korrin_host_test::TempDir dir;
   const std::string path = dir.write("a.json", "{\"x\": \"y\"}");

@@ -1,0 +1,370 @@
+// The plan printed for people (text) and for programs (JSON).
+#include <cjson/cJSON.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+
+#include "korrin_host/log_sink.h"
+#include "plan.h"
+
+namespace korrin_host {
+
+std::string format_time_number(double time) {
+  if (std::isnan(time)) {
+    return "nan";
+  }
+  if (std::isinf(time)) {
+    return time > 0 ? "inf" : "-inf";
+  }
+  if (time == std::floor(time) && std::fabs(time) < 1e15) {
+    return std::to_string(static_cast<long long>(time));
+  }
+  // The shortest form that reads back as the same double.
+  char text[64];
+  for (int precision = 15; precision <= 17; ++precision) {
+    std::snprintf(text, sizeof text, "%.*g", precision, time);
+    if (std::strtod(text, nullptr) == time) {
+      break;
+    }
+  }
+  return text;
+}
+
+namespace {
+
+// "2024-10-27T03:33:20Z" for a time from 1970 to the year 9999, else "".
+std::string utc_date(double time) {
+  if (!(time >= 0 && time < 253402300800.0)) {
+    return std::string();
+  }
+  const std::time_t seconds = static_cast<std::time_t>(std::floor(time));
+  std::tm parts{};
+  if (gmtime_r(&seconds, &parts) == nullptr) {
+    return std::string();
+  }
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+  return text;
+}
+
+std::string shown(const std::string& value) { return value.empty() ? "\"\"" : value; }
+
+// Rows of cells as columns two blanks apart, each line indented; no blanks
+// at the ends of lines.
+std::string table(const std::vector<std::vector<std::string>>& rows, const std::string& indent) {
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows) {
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      if (widths.size() <= column) {
+        widths.push_back(0);
+      }
+      widths[column] = std::max(widths[column], row[column].size());
+    }
+  }
+  std::string text;
+  for (const auto& row : rows) {
+    std::string line = indent;
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      line += row[column];
+      if (column + 1 < row.size()) {
+        line += std::string(widths[column] - row[column].size() + 2, ' ');
+      }
+    }
+    while (!line.empty() && line.back() == ' ') {
+      line.pop_back();
+    }
+    text += line + "\n";
+  }
+  return text;
+}
+
+std::string record_line(const LogRecord& record) {
+  char level[16];
+  std::snprintf(level, sizeof level, "%-8s", level_name(record.level));
+  return std::string(level) + " " + record.text;
+}
+
+std::string describe_firmware_plan(const FirmwarePlan& firmware) {
+  switch (firmware.action) {
+    case FirmwarePlan::kUpgrade:
+      return "upgrade to " + firmware.version + " requested (firmware name " + firmware.name + ")";
+    case FirmwarePlan::kDelegate: return "upgrade delegated to the host's driver";
+    case FirmwarePlan::kStay: return "stay on the running firmware";
+    case FirmwarePlan::kNothing:
+      if (!firmware.decided) {
+        return "nothing";
+      }
+      return firmware.version.empty() ? "no upgrade (no configured version)"
+                                      : "no upgrade (configured version " + firmware.version + ")";
+    case FirmwarePlan::kFailure: return "failure: no firmware decision";
+  }
+  return "unknown";
+}
+
+std::string short_firmware(const FirmwarePlan& firmware) {
+  return firmware.action == FirmwarePlan::kUpgrade ? "upgrade to " + firmware.version
+                                                   : firmware_action_name(firmware.action);
+}
+
+int sent_count(const AccessoryPlan& plan) {
+  int sent = 0;
+  for (const PlannedSetting& setting : plan.settings) {
+    sent += setting.sent ? 1 : 0;
+  }
+  return sent;
+}
+
+void write_accessory_text(std::ostream& out, const AccessoryPlan& plan, const PlanReport& report) {
+  out << "\n" << plan.facts.id << ": " << describe_accessory(plan.facts) << "\n";
+  out << "  model resolved by the library: " << shown(plan.resolved_model) << "\n";
+  out << "  document: " << outcome_name(plan.outcome);
+  if (!plan.outcome_detail.empty()) {
+    out << ": " << plan.outcome_detail;
+  }
+  out << "\n";
+  out << "  template time: ";
+  if (plan.template_time == 0) {
+    out << "none (0)\n";
+  } else {
+    const std::string date = utc_date(plan.template_time);
+    out << format_time_number(plan.template_time) << (date.empty() ? "" : " (" + date + ")")
+        << "\n";
+  }
+  if (plan.configure_checked) {
+    out << "  configure required for " << shown(report.previous_time) << ": "
+        << (plan.configure_required ? "yes" : "no") << "\n";
+    for (const LogRecord& record : plan.configure_warnings) {
+      out << "    " << record_line(record) << "\n";
+    }
+  }
+  out << "  settings, in the order the device receives them:";
+  if (plan.settings.empty()) {
+    out << " none\n";
+  } else {
+    out << "\n";
+    std::vector<std::vector<std::string>> rows = {
+        {"usage", "key", "value", "access", "follows user"}};
+    for (const PlannedSetting& setting : plan.settings) {
+      rows.push_back({std::to_string(setting.usage_id), shown(setting.key),
+                      setting.sent ? shown(setting.value) : "(not sent)", shown(setting.access),
+                      setting.dual ? (setting.follow_user ? "yes" : "no") : "-"});
+    }
+    out << table(rows, "    ");
+  }
+  if (!plan.not_sent.empty()) {
+    out << "  stored, not sent:\n";
+    std::vector<std::vector<std::string>> rows = {{"usage", "key", "value", "access"}};
+    for (const StoredSetting& setting : plan.not_sent) {
+      rows.push_back({std::to_string(setting.usage_id), shown(setting.key), shown(setting.value),
+                      shown(setting.access)});
+    }
+    out << table(rows, "    ");
+  }
+  out << "  firmware: " << describe_firmware_plan(plan.firmware) << "\n";
+  out << "  warnings: " << plan.warnings.size() << "\n";
+  for (const LogRecord& record : plan.warnings) {
+    out << "    " << record_line(record) << "\n";
+  }
+}
+
+struct Totals {
+  int accessories = 0;
+  int configured = 0;
+  int rejected = 0;
+  int not_configured = 0;
+  int upgrades = 0;
+  int delegated = 0;
+  int warnings = 0;
+};
+
+Totals totals_of(const PlanReport& report) {
+  Totals totals;
+  for (const AccessoryPlan& plan : report.accessories) {
+    ++totals.accessories;
+    totals.configured += plan.outcome == DocumentOutcome::kTaken ? 1 : 0;
+    totals.rejected += plan.outcome == DocumentOutcome::kRejected ? 1 : 0;
+    totals.not_configured += plan.outcome == DocumentOutcome::kNotConfigured ? 1 : 0;
+    totals.upgrades += plan.firmware.action == FirmwarePlan::kUpgrade ? 1 : 0;
+    totals.delegated += plan.firmware.action == FirmwarePlan::kDelegate ? 1 : 0;
+    totals.warnings += static_cast<int>(plan.warnings.size());
+  }
+  return totals;
+}
+
+void write_summary_text(std::ostream& out, const PlanReport& report) {
+  const Totals totals = totals_of(report);
+  out << "\nSummary\n";
+  std::vector<std::vector<std::string>> rows = {
+      {"accessory", "model", "document", "sent", "firmware", "warnings"}};
+  for (const AccessoryPlan& plan : report.accessories) {
+    rows.push_back({plan.facts.id, shown(plan.resolved_model), outcome_name(plan.outcome),
+                    std::to_string(sent_count(plan)), short_firmware(plan.firmware),
+                    std::to_string(plan.warnings.size())});
+  }
+  out << table(rows, "  ");
+  out << "  accessories configured: " << totals.configured << " of " << totals.accessories << "\n";
+  out << "  upgrades requested: " << totals.upgrades << "\n";
+  out << "  warnings: " << totals.warnings << "\n";
+}
+
+cJSON* string_or_null(const std::string& text, bool present) {
+  return present ? cJSON_CreateString(text.c_str()) : cJSON_CreateNull();
+}
+
+cJSON* records_to_json(const std::vector<LogRecord>& records) {
+  cJSON* list = cJSON_CreateArray();
+  for (const LogRecord& record : records) {
+    cJSON* item = cJSON_CreateObject();
+    cJSON_AddStringToObject(item, "level", level_name(record.level));
+    cJSON_AddStringToObject(item, "text", record.text.c_str());
+    cJSON_AddItemToArray(list, item);
+  }
+  return list;
+}
+
+cJSON* accessory_to_json(const AccessoryPlan& plan) {
+  const AccessoryFacts& facts = plan.facts;
+  cJSON* item = cJSON_CreateObject();
+  cJSON_AddStringToObject(item, "id", facts.id.c_str());
+  cJSON_AddNumberToObject(item, "type", facts.type);
+  cJSON_AddStringToObject(item, "typeName", accessory_type_name(facts.type).c_str());
+  cJSON_AddStringToObject(item, "vendor", facts.vendor.c_str());
+  cJSON_AddStringToObject(item, "model", facts.model.c_str());
+  cJSON_AddStringToObject(item, "serialNumber", facts.serial_number.c_str());
+  cJSON_AddStringToObject(item, "firmwareVersion", facts.firmware_version.c_str());
+  cJSON_AddStringToObject(item, "dockModel", facts.dock_model.c_str());
+  cJSON_AddStringToObject(item, "dongleModel", facts.dongle_model.c_str());
+  cJSON_AddStringToObject(item, "dongleFirmwareVersion", facts.dongle_firmware_version.c_str());
+  cJSON_AddStringToObject(item, "resolvedModel", plan.resolved_model.c_str());
+  cJSON_AddStringToObject(item, "outcome",
+                          plan.outcome == DocumentOutcome::kNotConfigured
+                              ? "notConfigured"
+                              : outcome_name(plan.outcome));
+  cJSON_AddItemToObject(item, "outcomeDetail",
+                        string_or_null(plan.outcome_detail, !plan.outcome_detail.empty()));
+  cJSON_AddNumberToObject(item, "templateTime", plan.template_time);
+  cJSON_AddItemToObject(
+      item, "configureRequired",
+      plan.configure_checked ? cJSON_CreateBool(plan.configure_required) : cJSON_CreateNull());
+  cJSON_AddItemToObject(item, "configureRequiredWarnings",
+                        records_to_json(plan.configure_warnings));
+
+  cJSON* settings = cJSON_AddArrayToObject(item, "settings");
+  for (const PlannedSetting& setting : plan.settings) {
+    cJSON* entry = cJSON_CreateObject();
+    cJSON_AddNumberToObject(entry, "usageId", setting.usage_id);
+    cJSON_AddStringToObject(entry, "key", setting.key.c_str());
+    cJSON_AddBoolToObject(entry, "sent", setting.sent);
+    cJSON_AddItemToObject(entry, "value", string_or_null(setting.value, setting.sent));
+    cJSON_AddStringToObject(entry, "access", setting.access.c_str());
+    cJSON_AddItemToObject(
+        entry, "followUser",
+        setting.dual ? cJSON_CreateBool(setting.follow_user) : cJSON_CreateNull());
+    cJSON_AddStringToObject(entry, "storedValue", setting.stored_value.c_str());
+    cJSON_AddItemToObject(entry, "userValue", string_or_null(setting.user_value, setting.dual));
+    cJSON_AddItemToArray(settings, entry);
+  }
+  cJSON* kept = cJSON_AddArrayToObject(item, "storedNotSent");
+  for (const StoredSetting& setting : plan.not_sent) {
+    cJSON* entry = cJSON_CreateObject();
+    cJSON_AddNumberToObject(entry, "usageId", setting.usage_id);
+    cJSON_AddStringToObject(entry, "key", setting.key.c_str());
+    cJSON_AddStringToObject(entry, "value", setting.value.c_str());
+    cJSON_AddStringToObject(entry, "access", setting.access.c_str());
+    cJSON_AddItemToArray(kept, entry);
+  }
+
+  cJSON* firmware = cJSON_AddObjectToObject(item, "firmware");
+  const FirmwarePlan& plan_firmware = plan.firmware;
+  cJSON_AddStringToObject(firmware, "action", firmware_action_name(plan_firmware.action));
+  const bool has_version =
+      plan_firmware.action == FirmwarePlan::kUpgrade ||
+      (plan_firmware.action == FirmwarePlan::kNothing && plan_firmware.decided);
+  cJSON_AddItemToObject(firmware, "version", string_or_null(plan_firmware.version, has_version));
+  cJSON_AddItemToObject(
+      firmware, "name",
+      string_or_null(plan_firmware.name, plan_firmware.action == FirmwarePlan::kUpgrade));
+
+  cJSON_AddNumberToObject(item, "warningCount", static_cast<double>(plan.warnings.size()));
+  cJSON_AddItemToObject(item, "warnings", records_to_json(plan.warnings));
+  return item;
+}
+
+// Two blanks per level, one member or element per line; scalars as cJSON
+// writes them (so strings are escaped its way).
+void print_json(const cJSON* item, const std::string& indent, std::string& text) {
+  const bool object = cJSON_IsObject(item);
+  if (!object && !cJSON_IsArray(item)) {
+    char* scalar = cJSON_PrintUnformatted(item);
+    text += scalar != nullptr ? scalar : "null";
+    cJSON_free(scalar);
+    return;
+  }
+  const char* open = object ? "{" : "[";
+  const char* close = object ? "}" : "]";
+  if (item->child == nullptr) {
+    text += std::string(open) + close;
+    return;
+  }
+  text += std::string(open) + "\n";
+  const std::string inner = indent + "  ";
+  for (const cJSON* child = item->child; child != nullptr; child = child->next) {
+    text += inner;
+    if (object) {
+      cJSON* name = cJSON_CreateString(child->string);
+      print_json(name, inner, text);
+      cJSON_Delete(name);
+      text += ": ";
+    }
+    print_json(child, inner, text);
+    text += child->next != nullptr ? ",\n" : "\n";
+  }
+  text += indent + close;
+}
+
+}  // namespace
+
+std::string format_plan_text(const PlanReport& report) {
+  std::ostringstream out;
+  out << "Plan of " << report.document_file << " for " << report.accessories.size()
+      << (report.accessories.size() == 1 ? " accessory" : " accessories") << "\n";
+  for (const AccessoryPlan& plan : report.accessories) {
+    write_accessory_text(out, plan, report);
+  }
+  if (report.fleet) {
+    write_summary_text(out, report);
+  }
+  return out.str();
+}
+
+std::string format_plan_json(const PlanReport& report) {
+  const Totals totals = totals_of(report);
+  cJSON* root = cJSON_CreateObject();
+  cJSON_AddNumberToObject(root, "schemaVersion", 1);
+  cJSON_AddStringToObject(root, "document", report.document_file.c_str());
+  cJSON_AddItemToObject(root, "previousTime",
+                        string_or_null(report.previous_time, report.previous_time_given));
+  cJSON_AddBoolToObject(root, "fleet", report.fleet);
+  cJSON* accessories = cJSON_AddArrayToObject(root, "accessories");
+  for (const AccessoryPlan& plan : report.accessories) {
+    cJSON_AddItemToArray(accessories, accessory_to_json(plan));
+  }
+  cJSON* summary = cJSON_AddObjectToObject(root, "summary");
+  cJSON_AddNumberToObject(summary, "accessories", totals.accessories);
+  cJSON_AddNumberToObject(summary, "configured", totals.configured);
+  cJSON_AddNumberToObject(summary, "rejected", totals.rejected);
+  cJSON_AddNumberToObject(summary, "notConfigured", totals.not_configured);
+  cJSON_AddNumberToObject(summary, "upgradesRequested", totals.upgrades);
+  cJSON_AddNumberToObject(summary, "delegated", totals.delegated);
+  cJSON_AddNumberToObject(summary, "warnings", totals.warnings);
+  cJSON_AddNumberToObject(root, "exitStatus", report.exit_status);
+  std::string text;
+  print_json(root, "", text);
+  cJSON_Delete(root);
+  return text + "\n";
+}
+
+}  // namespace korrin_host

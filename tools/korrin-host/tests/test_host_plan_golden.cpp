@@ -1,0 +1,304 @@
+// `korrin-host plan` as an administrator runs it: the exact standard output
+// (text and JSON) for the example documents and for malformed ones, checked
+// in as tests/data/plan/<case>.txt or .json, and the exact exit status and
+// standard error of every case, bad usage included.
+//
+// Paths are given relative to the source tree, as the output shows them.
+// After a deliberate change, regenerate the output files with
+//   KORRIN_UPDATE_EXPECTED=1 build/dev/tools/korrin-host/tests/test_host_plan_golden
+// and review every changed line before committing.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli.h"
+#include "korrin_host/json_input.h"
+
+namespace {
+
+const std::string kPlanData = "tests/data/plan/";
+const std::string kAccessories = "tests/data/plan/accessories/";
+const std::string kDocuments = "tests/data/plan/documents/";
+const std::string kFleet = "examples/accessories.json";
+
+struct PlanCase {
+  std::string name;  ///< the output file is tests/data/plan/<name>, "" when nothing is printed
+  std::vector<std::string> arguments;
+  int exit_status = 0;
+  std::string err;
+};
+
+std::string example(const std::string& name) { return "examples/documents/" + name + ".json"; }
+
+std::string not_taken(const std::string& list, int count, int of) {
+  return "korrin-host plan: the document was not taken for " + std::to_string(count) + " of " +
+         std::to_string(of) + " accessories: " + list +
+         " (--log-level info shows the library's records)\n";
+}
+
+// The standard error of a fleet whose listed accessories rejected the document.
+std::string fleet_rejected(const std::vector<std::string>& ids) {
+  std::string list;
+  for (const std::string& id : ids) {
+    list += (list.empty() ? "" : ", ") + id + " (rejected)";
+  }
+  return ids.empty() ? std::string() : not_taken(list, static_cast<int>(ids.size()), 7);
+}
+
+std::vector<PlanCase> cases() {
+  std::vector<PlanCase> list;
+  // Every example document for every example accessory, in both forms. The
+  // accessories that reject each document are those of its reviewed
+  // outcome in tests/data/<document>.expected.
+  const std::vector<std::string> every = {"hs-desk-01",     "hs-pro-02",   "hs-h9-03",  "hs-h8-04",
+                                          "hs-wireless-05", "cam-room-06", "hs-acme-07"};
+  const std::vector<std::pair<std::string, std::vector<std::string>>> examples = {
+      {"headset_fleet", {"cam-room-06", "hs-acme-07"}},
+      {"camera_room",
+       {"hs-desk-01", "hs-pro-02", "hs-h9-03", "hs-h8-04", "hs-wireless-05", "hs-acme-07"}},
+      {"latest_driver", {"hs-acme-07"}},
+      {"wrapped_in_array", {"hs-wireless-05", "cam-room-06", "hs-acme-07"}},
+      {"office", {}},
+      {"template_not_first", every},
+      {"template_missing", every},
+      {"wrong_member_types", {"hs-h8-04", "hs-wireless-05", "cam-room-06", "hs-acme-07"}},
+      {"truncated", every},
+  };
+  for (const auto& document : examples) {
+    for (const std::string format : {"text", "json"}) {
+      list.push_back(
+          {"fleet_" + document.first + (format == "text" ? ".txt" : ".json"),
+           {"plan", "--document", example(document.first), "--fleet", kFleet, "--format", format},
+           document.second.empty() ? 0 : 1,
+           fleet_rejected(document.second)});
+    }
+  }
+  // Malformed documents for one headset, in both forms.
+  const std::vector<std::pair<std::string, bool>> malformed = {
+      {"empty", false},
+      {"not_json", false},
+      {"template_not_object", false},
+      {"no_model_firmware", false},
+      {"missing_firmware_name", false},
+      {"unreadable_version", true},
+  };
+  for (const auto& document : malformed) {
+    for (const std::string format : {"text", "json"}) {
+      list.push_back({"h9_" + document.first + (format == "text" ? ".txt" : ".json"),
+                      {"plan", "--document", kDocuments + document.first + ".json", "--accessory",
+                       kAccessories + "hs-h9-03.json", "--format", format},
+                      document.second ? 0 : 1,
+                      document.second ? "" : not_taken("hs-h9-03 (rejected)", 1, 1)});
+    }
+  }
+  // The configure-required question.
+  list.push_back({"previous_time_same.txt",
+                  {"plan", "--document", example("office"), "--accessory",
+                   kAccessories + "hs-h9-03.json", "--previous-time", "x-1730000000"},
+                  0,
+                  ""});
+  list.push_back(
+      {"previous_time_other.json",
+       {"plan", "--document", example("office"), "--accessory", kAccessories + "hs-h9-03.json",
+        "--previous-time", "x-1700000000", "--format", "json"},
+       0,
+       ""});
+  list.push_back(
+      {"previous_time_malformed.txt",
+       {"plan", "--document", example("office"), "--accessory", kAccessories + "hs-h9-03.json",
+        "--accessory", kAccessories + "cam-room-06.json", "--previous-time", "1730000000"},
+       0,
+       ""});
+  list.push_back({"previous_time_empty.txt",
+                  {"plan", "--document", example("camera_room"), "--accessory",
+                   kAccessories + "cam-room-06.json", "--previous-time", ""},
+                  0,
+                  ""});
+  list.push_back({"previous_time_rejected.txt",
+                  {"plan", "--document", kDocuments + "no_model_firmware.json", "--accessory",
+                   kAccessories + "hs-h9-03.json", "--previous-time", "x-1720000000"},
+                  1,
+                  not_taken("hs-h9-03 (rejected)", 1, 1)});
+  // A host without a URL template: the fleet document's dual entry without
+  // "_" becomes a user setting instead of being dropped.
+  list.push_back({"no_url_template.txt",
+                  {"plan", "--document", example("headset_fleet"), "--accessory",
+                   kAccessories + "hs-h8-04.json", "--no-url-template"},
+                  0,
+                  ""});
+  list.push_back({"url_template.txt",
+                  {"plan", "--document", example("headset_fleet"), "--accessory",
+                   kAccessories + "hs-h8-04.json"},
+                  0,
+                  ""});
+  // An accessory the library has no configuration object for.
+  list.push_back({"unknown_type.txt",
+                  {"plan", "--document", example("office"), "--accessory",
+                   kAccessories + "hs-h9-03.json", "--accessory", kAccessories + "speaker.json"},
+                  1,
+                  not_taken("spk-08 (not configured)", 1, 2)});
+  list.push_back({"unknown_type.json",
+                  {"plan", "--document", example("office"), "--accessory",
+                   kAccessories + "speaker.json", "--format", "json", "--previous-time", "x-1"},
+                  1,
+                  not_taken("spk-08 (not configured)", 1, 1)});
+  // An accessories file given with --accessory: every accessory, no summary.
+  list.push_back({"accessory_list.txt",
+                  {"plan", "--document", example("latest_driver"), "--accessory", kFleet},
+                  1,
+                  fleet_rejected({"hs-acme-07"})});
+
+  // Bad usage and unreadable input: nothing on standard output.
+  const std::string help = "Run with --help for more information.\n";
+  const auto bad = [&list](std::vector<std::string> arguments, const std::string& err) {
+    arguments.insert(arguments.begin(), "plan");
+    list.push_back({"", arguments, 2, err});
+  };
+  bad({"--document", example("office")},
+      "korrin-host plan: name the accessories with --accessory FILE (repeatable) or --fleet "
+      "FILE\n");
+  bad({"--fleet", kFleet}, "--document is required\n" + help);
+  bad({"--document", "examples/documents/missing.json", "--fleet", kFleet},
+      "korrin-host plan: cannot read examples/documents/missing.json: No such file or "
+      "directory\n");
+  bad({"--document", "examples/documents", "--fleet", kFleet},
+      "korrin-host plan: cannot read examples/documents: Is a directory\n");
+  bad({"--document", example("office"), "--accessory", kAccessories + "missing.json"},
+      "korrin-host plan: cannot read tests/data/plan/accessories/missing.json: No such file or "
+      "directory\n");
+  bad({"--document", example("office"), "--accessory", kAccessories + "not_json.json"},
+      "korrin-host plan: tests/data/plan/accessories/not_json.json:3:1: invalid JSON (reached "
+      "the end of the file)\n");
+  bad({"--document", example("office"), "--accessory", kAccessories + "unknown_member.json"},
+      "korrin-host plan: tests/data/plan/accessories/unknown_member.json: \"modle\" is not a "
+      "known member\n");
+  bad({"--document", example("office"), "--accessory", kAccessories + "bad_type.json"},
+      "korrin-host plan: tests/data/plan/accessories/bad_type.json: \"type\" must be "
+      "\"headset\", \"camera\" or an integer\n");
+  bad({"--document", example("office"), "--accessory", kAccessories + "scalar.json"},
+      "korrin-host plan: tests/data/plan/accessories/scalar.json: expected a JSON object (one "
+      "accessory) or an array of them\n");
+  bad({"--document", example("office"), "--accessory", kAccessories + "empty_list.json"},
+      "korrin-host plan: tests/data/plan/accessories/empty_list.json: the list holds no "
+      "accessories\n");
+  bad({"--document", example("office"), "--fleet", kAccessories + "empty_list.json"},
+      "korrin-host plan: tests/data/plan/accessories/empty_list.json: the list holds no "
+      "accessories\n");
+  bad({"--document", example("office"), "--fleet", kAccessories + "hs-h9-03.json"},
+      "korrin-host plan: tests/data/plan/accessories/hs-h9-03.json: expected a JSON array of "
+      "accessories\n");
+  bad({"--document", example("office"), "--accessory", kAccessories + "hs-h9-03.json",
+       "--accessory", kAccessories + "duplicate_h9.json"},
+      "korrin-host plan: tests/data/plan/accessories/duplicate_h9.json: accessory \"hs-h9-03\" "
+      "is given twice\n");
+  bad({"--document", example("office"), "--fleet", kFleet, "--accessory",
+       kAccessories + "hs-h9-03.json"},
+      "--accessory excludes --fleet\n" + help);
+  bad({"--document", example("office"), "--fleet", kFleet, "--format", "yaml"},
+      "--format: yaml not in {text,json}\n" + help);
+  bad({"--document", example("office"), "--fleet", kFleet, "--log-level", "loud"},
+      "korrin-host plan: --log-level: unknown level 'loud' (critical, error, warning, notice, "
+      "info, debug)\n");
+  return list;
+}
+
+// Names the case in gtest's messages instead of dumping its bytes.
+void PrintTo(const PlanCase& test, std::ostream* out) {
+  *out << (test.name.empty() ? std::string("(no output)") : test.name) << ":";
+  for (const std::string& argument : test.arguments) {
+    *out << " '" << argument << "'";
+  }
+}
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+Outcome run(const std::vector<std::string>& arguments) {
+  std::vector<const char*> argv = {"korrin-host"};
+  for (const std::string& argument : arguments) {
+    argv.push_back(argument.c_str());
+  }
+  std::ostringstream out;
+  std::ostringstream err;
+  Outcome outcome;
+  outcome.status =
+      korrin_host::korrin_host_main(static_cast<int>(argv.size()), argv.data(), out, err);
+  outcome.out = out.str();
+  outcome.err = err.str();
+  return outcome;
+}
+
+class PlanOutput : public ::testing::TestWithParam<PlanCase> {
+ protected:
+  // Paths in the output are relative to the source tree.
+  void SetUp() override { ASSERT_EQ(chdir(KORRIN_SOURCE_DIR), 0); }
+};
+
+TEST_P(PlanOutput, IsExactlyTheReviewedOne) {
+  const PlanCase& test = GetParam();
+  const Outcome outcome = run(test.arguments);
+  EXPECT_EQ(outcome.status, test.exit_status);
+  EXPECT_EQ(outcome.err, test.err);
+  if (test.name.empty()) {
+    EXPECT_EQ(outcome.out, "");
+    return;
+  }
+  const std::string path = kPlanData + test.name;
+  if (std::getenv("KORRIN_UPDATE_EXPECTED") != nullptr) {
+    std::ofstream(path, std::ios::binary) << outcome.out;
+    GTEST_SKIP() << "rewrote " << path << ": review it before committing";
+  }
+  EXPECT_EQ(outcome.out, korrin_host::read_text_file(path));
+}
+
+std::string case_name(const ::testing::TestParamInfo<PlanCase>& info) {
+  std::string name =
+      info.param.name.empty() ? "bad_usage_" + std::to_string(info.index) : info.param.name;
+  for (char& c : name) {
+    if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
+      c = '_';
+    }
+  }
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, PlanOutput, ::testing::ValuesIn(cases()), case_name);
+
+TEST(PlanOutputFiles, EveryCheckedInOutputBelongsToACase) {
+  ASSERT_EQ(chdir(KORRIN_SOURCE_DIR), 0);
+  std::set<std::string> used;
+  for (const PlanCase& test : cases()) {
+    if (!test.name.empty()) {
+      EXPECT_TRUE(used.insert(test.name).second) << "two cases write " << test.name;
+    }
+  }
+  std::set<std::string> on_disk;
+  for (const auto& entry : std::filesystem::directory_iterator(kPlanData)) {
+    if (entry.is_regular_file()) {
+      on_disk.insert(entry.path().filename().string());
+    }
+  }
+  EXPECT_EQ(on_disk, used);
+}
+
+TEST(PlanOutputFiles, JsonOutputsParse) {
+  ASSERT_EQ(chdir(KORRIN_SOURCE_DIR), 0);
+  for (const PlanCase& test : cases()) {
+    if (test.name.size() > 5 && test.name.substr(test.name.size() - 5) == ".json") {
+      const std::string text = korrin_host::read_text_file(kPlanData + test.name);
+      EXPECT_NO_THROW(korrin_host::JsonDocument(text, test.name)) << test.name;
+    }
+  }
+}
+
+}  // namespace
