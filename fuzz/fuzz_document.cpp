@@ -10,62 +10,27 @@
 // - every setting and firmware request reaches the device under the
 //   object's own id, and never while a library lock is held;
 // - locks, accessory copies and cJSON blocks are all released afterwards.
-#include <cjson/cJSON.h>
-
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <string>
 
 #include "fuzz_support.h"
 #include "korrin/korrin.h"
+#include "support/json_block_counter.h"
+#include "support/sample_accessories.h"
 
 namespace {
 
 using korrin_fuzz::require;
-
-std::atomic<long> json_blocks{0};
-
-void* counting_malloc(std::size_t size) {
-  void* block = std::malloc(size);
-  if (block != nullptr) {
-    ++json_blocks;
-  }
-  return block;
-}
-
-void counting_free(void* block) {
-  if (block != nullptr) {
-    --json_blocks;
-    std::free(block);
-  }
-}
-
-korrin_test::AccessoryData h9_headset() {
-  korrin_test::AccessoryData data;
-  data.model = "Zelor H-9";
-  data.serial_number = "ZH9C0007A1";
-  data.firmware_version = "5-0-2";
-  return data;
-}
+using korrin_test::h9_headset;
+using korrin_test::wireless_headset;
 
 // The same hardware reporting "Zelor H-9", an H-8 by its serial number.
 korrin_test::AccessoryData h8_headset() {
   korrin_test::AccessoryData data = h9_headset();
   data.serial_number = "ZH9C0004B2";
   data.firmware_version = "4-1-0";
-  return data;
-}
-
-korrin_test::AccessoryData wireless_headset() {
-  korrin_test::AccessoryData data;
-  data.model = "Zelor H-7 Wireless";
-  data.serial_number = "ZH7W5520019";
-  data.firmware_version = "1-0-4";
-  data.dongle_model = "Zelor D-2";
-  data.dongle_firmware_version = "3-0-9";
   return data;
 }
 
@@ -127,9 +92,7 @@ void take_document(korrin_test::FakeHost& host, const korrin_test::AccessoryData
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string document(reinterpret_cast<const char*>(data), size);
-  cJSON_Hooks hooks{counting_malloc, counting_free};
-  cJSON_InitHooks(&hooks);
-  const long json_at_start = json_blocks;
+  const korrin_test::JsonBlockCounter json_blocks;
   {
     korrin_fuzz::Session session;
     const korrin_test::AccessoryData h8 = h8_headset();
@@ -141,8 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     take_document(session.host, wireless_headset(), nullptr, "hs-wireless-05", document);
     session.require_everything_released();
   }
-  require(json_blocks == json_at_start, "every cJSON block is freed",
-          std::to_string(json_blocks - json_at_start) + " blocks alive");
-  cJSON_InitHooks(nullptr);
+  require(json_blocks.live() == 0, "every cJSON block is freed",
+          std::to_string(json_blocks.live()) + " blocks alive");
   return 0;
 }

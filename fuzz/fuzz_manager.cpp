@@ -12,40 +12,22 @@
 // - retrieve_config(id, usage id) agrees with retrieve_config(id), and every
 //   stored setting sits under its own usage id;
 // - locks, accessory copies and cJSON blocks are all released at the end.
-#include <cjson/cJSON.h>
-
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "fuzz_support.h"
 #include "korrin/korrin.h"
+#include "support/json_block_counter.h"
+#include "support/sample_accessories.h"
 
 namespace {
 
 using korrin::config::ConfigManagerImpl;
 using korrin_fuzz::require;
-
-std::atomic<long> json_blocks{0};
-
-void* counting_malloc(std::size_t size) {
-  void* block = std::malloc(size);
-  if (block != nullptr) {
-    ++json_blocks;
-  }
-  return block;
-}
-
-void counting_free(void* block) {
-  if (block != nullptr) {
-    --json_blocks;
-    std::free(block);
-  }
-}
 
 struct Connected {
   std::string id;
@@ -53,22 +35,9 @@ struct Connected {
 };
 
 std::vector<Connected> accessories() {
-  korrin_test::AccessoryData headset;
-  headset.model = "Zelor H-9";
-  headset.serial_number = "ZH9C0007A1";
-  headset.firmware_version = "5-0-2";
-  korrin_test::AccessoryData wireless;
-  wireless.model = "Zelor H-7 Wireless";
-  wireless.serial_number = "ZH7W5520019";
-  wireless.firmware_version = "1-0-4";
-  wireless.dongle_model = "Zelor D-2";
-  wireless.dongle_firmware_version = "3-0-9";
-  korrin_test::AccessoryData camera;
-  camera.type = 2;
-  camera.model = "Zelor C-20";
-  camera.serial_number = "ZC20K009913";
-  camera.firmware_version = "7-2-0";
-  return {{"hs-h9-03", headset}, {"hs-wireless-05", wireless}, {"cam-room-06", camera}};
+  return {{"hs-h9-03", korrin_test::h9_headset()},
+          {"hs-wireless-05", korrin_test::wireless_headset()},
+          {"cam-room-06", korrin_test::c20_camera()}};
 }
 
 void require_reports_well_formed(korrin_test::FakeHost& host) {
@@ -144,17 +113,14 @@ void run_flow(korrin_test::FakeHost& host, const std::string& document) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string document(reinterpret_cast<const char*>(data), size);
-  cJSON_Hooks hooks{counting_malloc, counting_free};
-  cJSON_InitHooks(&hooks);
-  const long json_at_start = json_blocks;
+  const korrin_test::JsonBlockCounter json_blocks;
   {
     korrin_fuzz::Session session;
     run_flow(session.host, document);
     require(session.host.dispatcher.size() == 0, "no task is left queued");
     session.require_everything_released();
   }
-  require(json_blocks == json_at_start, "every cJSON block is freed",
-          std::to_string(json_blocks - json_at_start) + " blocks alive");
-  cJSON_InitHooks(nullptr);
+  require(json_blocks.live() == 0, "every cJSON block is freed",
+          std::to_string(json_blocks.live()) + " blocks alive");
   return 0;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "korrin/korrin.h"
+#include "support/config_param.h"
 #include "support/fake_host.h"
 #include "support/lock_checks.h"
 
@@ -22,18 +23,8 @@ using korrin::config::RESET;
 using korrin_test::AccessoryData;
 using korrin_test::FakeHost;
 using korrin_test::InjectedFault;
+using korrin_test::param;
 using Lines = std::vector<std::string>;
-
-ConfigParam param(int usage_id, const std::string& key, const std::string& value,
-                  const std::string& access, const std::string& user_value = "") {
-  ConfigParam p;
-  p.usage_id = usage_id;
-  p.key = key;
-  p.value = value;
-  p.access = access;
-  p.user_value = user_value;
-  return p;
-}
 
 const std::string kConfigure =
     "log.notice(HeadsetConfigImpl: apply_config_to_device: Apply type: CONFIGURE)";

@@ -10,6 +10,7 @@
 
 #include "korrin/korrin.h"
 #include "support/config_members.h"
+#include "support/config_param.h"
 #include "support/fake_host.h"
 
 namespace {
@@ -25,18 +26,8 @@ using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
 using korrin_test::InjectedFault;
 using korrin_test::NotingAccessory;
+using korrin_test::param;
 using Lines = std::vector<std::string>;
-
-ConfigParam param(int usage_id, const std::string& key, const std::string& value,
-                  const std::string& access, const std::string& user_value = "") {
-  ConfigParam p;
-  p.usage_id = usage_id;
-  p.key = key;
-  p.value = value;
-  p.access = access;
-  p.user_value = user_value;
-  return p;
-}
 
 bool same_param(const ConfigParam& a, const ConfigParam& b) {
   return a.usage_id == b.usage_id && a.key == b.key && a.value == b.value && a.access == b.access &&

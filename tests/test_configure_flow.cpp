@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "korrin/korrin.h"
 #include "support/config_members.h"
 #include "support/fake_host.h"
+#include "support/lines.h"
 #include "support/lock_checks.h"
 
 namespace {
@@ -21,6 +21,7 @@ using korrin::config::ConfigInterface;
 using korrin::config::ConfigManagerImpl;
 using korrin::config::HeadsetConfigImpl;
 using korrin_test::AccessoryData;
+using korrin_test::concat;
 using korrin_test::ConfigMembers;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
@@ -62,14 +63,6 @@ Lines fetch_calls(int attempt) {
   out.push_back("network.fetch(CONFIGMGR, " + url_for(attempt) + ")");
   return out;
 }
-Lines concat(std::initializer_list<Lines> parts) {
-  Lines out;
-  for (const auto& part : parts) {
-    out.insert(out.end(), part.begin(), part.end());
-  }
-  return out;
-}
-
 // A headset configuration object whose document update is scripted and noted.
 class ScriptedConfig : public HeadsetConfigImpl {
  public:

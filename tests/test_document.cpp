@@ -3,36 +3,20 @@
 // headset, a headset with a dongle and a camera, and update_from_host.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "support/config_probe.h"
 #include "support/fake_host.h"
+#include "support/json_block_counter.h"
+#include "support/probe_config_test.h"
 
 namespace {
 
 using korrin_test::AccessoryData;
-using korrin_test::describe_settings;
-using korrin_test::FakeAccessory;
-using korrin_test::FakeHost;
 using korrin_test::headset_records;
 using korrin_test::ProbeConfig;
-
-// Counts cJSON allocations still alive, to show that every tree is freed.
-std::atomic<long> live_json_blocks{0};
-void* counted_malloc(std::size_t size) {
-  ++live_json_blocks;
-  return std::malloc(size);
-}
-void counted_free(void* block) {
-  if (block != nullptr) {
-    --live_json_blocks;
-  }
-  std::free(block);
-}
 
 // A small headset document: one common setting, one model group.
 const char kSmallDocument[] = R"({"templateConfiguration": {
@@ -51,37 +35,7 @@ std::string small_template() {
   return document.substr(head.size(), document.size() - head.size() - 1);
 }
 
-class DocumentTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    host.install();
-    accessory = host.accessory(AccessoryData{});
-    config = std::make_unique<ProbeConfig>("acc-1", accessory.get());
-    forget_calls();
-  }
-  void TearDown() override {
-    cJSON_InitHooks(nullptr);
-    config.reset();
-    korrin_test::uninstall_plugins();
-  }
-
-  void forget_calls() {
-    host.calls.clear();
-    host.log.clear();
-  }
-
-  void count_json_allocations() {
-    live_json_blocks = 0;
-    cJSON_Hooks hooks{counted_malloc, counted_free};
-    cJSON_InitHooks(&hooks);
-  }
-
-  std::vector<std::string> settings() { return describe_settings(config->retrieve_config()); }
-
-  FakeHost host;
-  std::unique_ptr<FakeAccessory> accessory;
-  std::unique_ptr<ProbeConfig> config;
-};
+class DocumentTest : public korrin_test::ProbeConfigTest {};
 
 // ---- parse errors and empty input ----------------------------------------------
 
@@ -684,7 +638,8 @@ TEST_F(DocumentTest, WholeDocumentForACamera) {
 // ---- freeing the tree on every path ------------------------------------------------------
 
 TEST_F(DocumentTest, ParsedTreeIsFreedOnEveryPath) {
-  count_json_allocations();
+  // Counts cJSON allocations still alive, to show that every tree is freed.
+  const korrin_test::JsonBlockCounter json_blocks;
   const std::vector<std::string> documents = {
       kSmallDocument,                                      // success
       "{}",                                                // no template
@@ -697,19 +652,19 @@ TEST_F(DocumentTest, ParsedTreeIsFreedOnEveryPath) {
   for (const auto& document : documents) {
     SCOPED_TRACE(document);
     config->update_from_server(document);
-    EXPECT_EQ(live_json_blocks, 0);
+    EXPECT_EQ(json_blocks.live(), 0);
   }
 }
 
 TEST_F(DocumentTest, ParsedTreeIsFreedWhenTheHostThrows) {
-  count_json_allocations();
+  const korrin_test::JsonBlockCounter json_blocks;
   for (const char* operation : {"accessory.get_model", "accessory.get_dongle_model",
                                 "device.apply_setting", "device.request_firmware_upgrade"}) {
     SCOPED_TRACE(operation);
     config = std::make_unique<ProbeConfig>("acc-1", accessory.get());
     host.calls.arm_fault(operation);
     EXPECT_THROW(config->update_from_server(kSmallDocument), korrin_test::InjectedFault);
-    EXPECT_EQ(live_json_blocks, 0);
+    EXPECT_EQ(json_blocks.live(), 0);
     EXPECT_EQ(korrin_test::FakeMutexFactory::held_by_this_thread(), 0);
   }
 }

@@ -17,14 +17,16 @@
 #include <vector>
 
 #include "support/config_probe.h"
+#include "support/example_files.h"
 #include "support/fake_host.h"
+#include "support/json_tree.h"
 
 namespace {
 
 using korrin_test::AccessoryData;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
-using korrin_test::Json;
+using korrin_test::JsonTree;
 
 const std::string kExamples = KORRIN_EXAMPLES_DIR;
 const std::string kData = KORRIN_TEST_DATA_DIR;
@@ -54,7 +56,7 @@ struct ExampleAccessory {
 // examples/README.md).
 std::vector<ExampleAccessory> load_accessories() {
   std::vector<ExampleAccessory> accessories;
-  Json list = korrin_test::parse_json(korrin_test::read_file(kExamples + "/accessories.json"));
+  JsonTree list = korrin_test::parse_json(korrin_test::read_file(kExamples + "/accessories.json"));
   const cJSON* entry = nullptr;
   cJSON_ArrayForEach(entry, list.get()) {
     ExampleAccessory accessory;
@@ -117,8 +119,7 @@ std::string outcome(const ExampleAccessory& accessory, const std::string& docume
 class ExampleDocumentTest : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(ExampleDocumentTest, OutcomeForEveryExampleAccessoryMatchesTheExpectedFile) {
-  const std::string document =
-      korrin_test::read_file(kExamples + "/documents/" + GetParam() + ".json");
+  const std::string document = korrin_test::read_example_document(GetParam() + ".json");
   ASSERT_FALSE(document.empty());
   const auto accessories = load_accessories();
   ASSERT_EQ(accessories.size(), 7u);
@@ -154,8 +155,8 @@ TEST(ExampleDocumentsTest, EveryExampleDocumentHasAnExpectedOutcome) {
 }
 
 TEST(ExampleDocumentsTest, FleetDocumentCoversWhatItIsMeantToShow) {
-  Json fleet =
-      korrin_test::parse_json(korrin_test::read_file(kExamples + "/documents/headset_fleet.json"));
+  JsonTree fleet =
+      korrin_test::parse_json(korrin_test::read_example_document("headset_fleet.json"));
   ASSERT_TRUE(fleet);
   const cJSON* tmpl = cJSON_GetObjectItem(fleet.get(), "templateConfiguration");
   const cJSON* common = cJSON_GetObjectItem(tmpl, "commonSettings");

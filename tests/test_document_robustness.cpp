@@ -8,13 +8,10 @@
 #include <vector>
 
 #include "support/config_probe.h"
-#include "support/fake_host.h"
+#include "support/probe_config_test.h"
 
 namespace {
 
-using korrin_test::AccessoryData;
-using korrin_test::FakeAccessory;
-using korrin_test::FakeHost;
 using korrin_test::headset_records;
 using korrin_test::ProbeConfig;
 
@@ -34,32 +31,12 @@ const char kTemplate[] = R"({
         "firmwareName": "H5", "firmwareVersion": "2-0-0",
         "firmwareParams": [{"name": "mute", "usageId": 6, "value": 0, "access": "Admin"}]}]}]})";
 
-class DocumentRobustnessTest : public ::testing::Test {
+class DocumentRobustnessTest : public korrin_test::ProbeConfigTest {
  protected:
-  void SetUp() override {
-    host.install();
-    accessory = host.accessory(AccessoryData{});
-    config = std::make_unique<ProbeConfig>("acc-1", accessory.get());
-    forget_calls();
-  }
-  void TearDown() override {
-    config.reset();
-    korrin_test::uninstall_plugins();
-  }
-
-  void forget_calls() {
-    host.calls.clear();
-    host.log.clear();
-  }
-
   void fresh_config() {
     config = std::make_unique<ProbeConfig>("acc-1", accessory.get());
     forget_calls();
   }
-
-  FakeHost host;
-  std::unique_ptr<FakeAccessory> accessory;
-  std::unique_ptr<ProbeConfig> config;
 };
 
 // ---- nesting ------------------------------------------------------------------

@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "korrin/korrin.h"
+#include "support/example_files.h"
 #include "support/fake_host.h"
 
 namespace {
@@ -19,14 +18,8 @@ using korrin::config::ConfigManagerImpl;
 using korrin_test::AccessoryData;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
+using korrin_test::read_example_document;
 using Lines = std::vector<std::string>;
-
-std::string read_document(const std::string& name) {
-  std::ifstream in(std::string(KORRIN_EXAMPLES_DIR) + "/documents/" + name);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 // As examples/accessories.json describes them.
 AccessoryData desk_headset() {
@@ -171,7 +164,7 @@ TEST_F(EndToEndTest, CameraRoomDocumentConfiguresTheCameraAndReportsTheHeadset) 
   const Lines order = update_order();
   ASSERT_EQ(order.size(), 2u);
   host.network.queue_fetch_answer(korrin::dispatcher::FETCH_DONE,
-                                  read_document("camera_room.json"));
+                                  read_example_document("camera_room.json"));
   host.calls.clear();
   host.log.clear();
 
@@ -211,7 +204,7 @@ TEST_F(EndToEndTest, FleetDocumentConfiguresTheHeadsetAndReportsTheCamera) {
   ConfigManager* manager = start_with_both_accessories();
   const Lines order = update_order();
   host.network.queue_fetch_answer(korrin::dispatcher::FETCH_DONE,
-                                  read_document("headset_fleet.json"));
+                                  read_example_document("headset_fleet.json"));
   host.calls.clear();
 
   EXPECT_EQ(host.dispatcher.run_all(), 1);
@@ -241,7 +234,7 @@ TEST_F(EndToEndTest, APendingFetchDeliveredLaterThenANewVersionForEveryone) {
 
   // The host's network layer finishes the download and hands it over.
   host.calls.clear();
-  std::string document = read_document("latest_driver.json");
+  std::string document = read_example_document("latest_driver.json");
   EXPECT_TRUE(manager->on_fetch_config_success(document));
   // Every Zelor product hands its firmware to the host's own driver.
   const Lines delegated = {"device.delegate_upgrade(" + order[0] + ")",

@@ -9,56 +9,41 @@
 //
 // The list of operations is checked against the host interfaces declared in
 // korrin/plugins.h, so an operation added there cannot be forgotten here.
-#include <cjson/cJSON.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cctype>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "korrin/korrin.h"
+#include "support/config_param.h"
+#include "support/example_files.h"
 #include "support/fake_host.h"
+#include "support/json_block_counter.h"
+#include "support/library_handles.h"
+#include "support/sample_accessories.h"
 
 namespace {
 
 using korrin_test::AccessoryData;
+using korrin_test::c20_camera;
+using korrin_test::ConfigHandle;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
 using korrin_test::FakeMutexFactory;
+using korrin_test::h9_headset;
 using korrin_test::InjectedFault;
-
-// ---- cJSON memory -------------------------------------------------------------
-
-// Blocks cJSON has allocated and not freed. The tests route cJSON's
-// allocations through these hooks, so a document tree or printed text left
-// behind by an exception shows up in every build, not only under
-// LeakSanitizer and memcheck.
-std::atomic<long> json_blocks{0};
-
-void* counting_malloc(std::size_t size) {
-  void* block = std::malloc(size);
-  if (block != nullptr) {
-    ++json_blocks;
-  }
-  return block;
-}
-
-void counting_free(void* block) {
-  if (block != nullptr) {
-    --json_blocks;
-    std::free(block);
-  }
-}
+using korrin_test::JsonBlockCounter;
+using korrin_test::MetricHandle;
+using korrin_test::param;
+using korrin_test::read_file;
+using korrin_test::wireless_headset;
 
 // ---- the operations ----------------------------------------------------------
 
@@ -82,13 +67,6 @@ const std::map<std::string, std::string> kInterfacePrefixes = {
     {"MutexFactoryInterface", "mutex_factory."},
     {"AccessoryInfoInterface", "accessory."},
 };
-
-std::string read_file(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 // "device.apply_setting" for every virtual operation (destructors aside) of
 // the host interfaces, read from the public headers themselves.
@@ -142,15 +120,6 @@ class Scenario {
 
 // Checks what the library leaves behind right after an exception.
 using StateCheck = std::function<void(FakeHost&, Scenario&)>;
-
-struct MetricDeleter {
-  void operator()(korrin::metrics::MetricsInterface* metric) const { delete_metric(metric); }
-};
-struct ConfigDeleter {
-  void operator()(korrin::config::ConfigInterface* config) const { delete_config(config); }
-};
-using MetricHandle = std::unique_ptr<korrin::metrics::MetricsInterface, MetricDeleter>;
-using ConfigHandle = std::unique_ptr<korrin::config::ConfigInterface, ConfigDeleter>;
 
 // A maker's headset in a dock whose maker is known only by its vendor word,
 // so that every accessory query of the inventory is made.
@@ -217,19 +186,8 @@ class ConfigObjectScenario : public Scenario {
   }
   korrin::config::ConfigImpl& impl() { return dynamic_cast<korrin::config::ConfigImpl&>(*config_); }
   void store_dual_and_admin_settings() {
-    korrin::ConfigParam tone;
-    tone.usage_id = 7;
-    tone.key = "tone";
-    tone.value = "4";
-    tone.access = "Both";
-    tone.user_value = "2";
-    impl().set_map_entry(7, tone);
-    korrin::ConfigParam mic;
-    mic.usage_id = 9;
-    mic.key = "mic";
-    mic.value = "1";
-    mic.access = "Admin";
-    impl().set_map_entry(9, mic);
+    impl().set_map_entry(7, param(7, "tone", "4", "Both", "2"));
+    impl().set_map_entry(9, param(9, "mic", "1", "Admin"));
   }
 
   std::unique_ptr<FakeAccessory> accessory_;
@@ -282,24 +240,6 @@ const char kDocument[] = R"({"templateConfiguration": {
     {"models": ["Zelor D-2"], "modelFirmware": [{"firmwareName": "LATEST"}]}
   ]}})";
 
-AccessoryData h9_headset() {
-  AccessoryData data;
-  data.model = "Zelor H-9";
-  data.serial_number = "ZH9C0007A1";
-  data.firmware_version = "5-0-2";
-  return data;
-}
-
-AccessoryData wireless_headset() {
-  AccessoryData data;
-  data.model = "Zelor H-7 Wireless";
-  data.serial_number = "ZH7W5520019";
-  data.firmware_version = "1-0-4";
-  data.dongle_model = "Zelor D-2";
-  data.dongle_firmware_version = "3-0-9";
-  return data;
-}
-
 // Two configuration objects take the document over.
 class DocumentScenario : public Scenario {
  public:
@@ -328,15 +268,6 @@ class DocumentScenario : public Scenario {
   ConfigHandle wireless_config_;
 };
 
-AccessoryData camera() {
-  AccessoryData data;
-  data.type = 2;
-  data.model = "Zelor C-20";
-  data.serial_number = "ZC20K009913";
-  data.firmware_version = "7-2-0";
-  return data;
-}
-
 // The manager's whole flow: three accessories connect (the document has no
 // group for the camera, so its update fails and is reported), the fetch is
 // pending, fails once and is retried, the document arrives, the host reads,
@@ -347,7 +278,7 @@ class ManagerScenario : public Scenario {
       : Scenario(host),
         headset_(host.accessory(h9_headset())),
         wireless_(host.accessory(wireless_headset())),
-        camera_(host.accessory(camera())) {
+        camera_(host.accessory(c20_camera())) {
     host.network.queue_fetch_answer(korrin::dispatcher::FETCH_PENDING);
     host.network.queue_fetch_answer(korrin::dispatcher::FETCH_PENDING);
   }
@@ -741,20 +672,17 @@ const std::vector<FaultCase>& all_cases() {
 class FaultInjectionTest : public ::testing::TestWithParam<FaultCase> {
  protected:
   void SetUp() override {
-    cJSON_Hooks hooks{counting_malloc, counting_free};
-    cJSON_InitHooks(&hooks);
     accessories_at_start_ = FakeAccessory::live();
-    json_blocks_at_start_ = json_blocks;
     host.install();
   }
-  void TearDown() override {
-    korrin_test::uninstall_plugins();
-    cJSON_InitHooks(nullptr);
-  }
+  void TearDown() override { korrin_test::uninstall_plugins(); }
 
+  // Counts from before the host is made until after it is gone, so that a
+  // document tree or printed text an exception leaves behind shows up in
+  // every build, not only under LeakSanitizer and memcheck.
+  JsonBlockCounter json_blocks;
   FakeHost host;
   int accessories_at_start_ = 0;
-  long json_blocks_at_start_ = 0;
 };
 
 TEST_P(FaultInjectionTest, ExceptionReachesTheCallerAndNothingStaysHeldOrLeaks) {
@@ -785,10 +713,10 @@ TEST_P(FaultInjectionTest, ExceptionReachesTheCallerAndNothingStaysHeldOrLeaks) 
   EXPECT_EQ(host.mutexes.violations(), 0);
   EXPECT_EQ(host.mutexes.live(), 0) << "a lock made by the library was never destroyed";
   EXPECT_EQ(FakeAccessory::live(), accessories_at_start_) << "an accessory copy leaked";
-  EXPECT_EQ(json_blocks, json_blocks_at_start_) << "a cJSON tree or text leaked";
+  EXPECT_EQ(json_blocks.live(), 0) << "a cJSON tree or text leaked";
 }
 
-// Without any fault: the hooks above see every block of an inventory
+// Without any fault: the counting hooks see every block of an inventory
 // document freed, the printed text included (it is released with
 // cJSON_free, which pairs with whatever allocator the process installed).
 TEST_F(FaultInjectionTest, InventoryReleasesEveryCJsonBlockThroughTheInstalledHooks) {
@@ -798,7 +726,7 @@ TEST_F(FaultInjectionTest, InventoryReleasesEveryCJsonBlockThroughTheInstalledHo
     EXPECT_EQ(run_steps(steps).failed_step, "");
   }
   ASSERT_EQ(host.network.posts().size(), 1u);
-  EXPECT_EQ(json_blocks, json_blocks_at_start_);
+  EXPECT_EQ(json_blocks.live(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryHostOperation, FaultInjectionTest, ::testing::ValuesIn(all_cases()),

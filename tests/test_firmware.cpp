@@ -2,53 +2,28 @@
 // support), and the firmware step that asks the host.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "support/config_probe.h"
 #include "support/fake_host.h"
+#include "support/json_tree.h"
+#include "support/probe_config_test.h"
 
 namespace {
 
-using korrin_test::AccessoryData;
-using korrin_test::FakeAccessory;
-using korrin_test::FakeHost;
 using korrin_test::headset_records;
-using korrin_test::Json;
+using korrin_test::JsonTree;
 using korrin_test::LogRecord;
-using korrin_test::parse_json;
-using korrin_test::ProbeConfig;
 namespace level = korrin::log;
 
-class FirmwareTest : public ::testing::Test {
+class FirmwareTest : public korrin_test::ProbeConfigTest {
  protected:
-  void SetUp() override {
-    host.install();
-    accessory = host.accessory(AccessoryData{});
-    config = std::make_unique<ProbeConfig>("acc-1", accessory.get());
-    forget_calls();
-  }
-  void TearDown() override {
-    config.reset();
-    korrin_test::uninstall_plugins();
-  }
-
-  void forget_calls() {
-    host.calls.clear();
-    host.log.clear();
-  }
-
   // upgrade_firmware(cJSON*) on a model firmware list given as text.
   bool upgrade_from(const std::string& model_firmware, const std::string& current) {
-    Json tree = parse_json(model_firmware);
-    EXPECT_TRUE(tree) << model_firmware;
+    JsonTree tree = json(model_firmware);
     return config->upgrade_firmware(tree.get(), current);
   }
-
-  FakeHost host;
-  std::unique_ptr<FakeAccessory> accessory;
-  std::unique_ptr<ProbeConfig> config;
 };
 
 // The four records check_firmware_upgrade() always starts with.

@@ -13,28 +13,25 @@
 
 #include "korrin/korrin.h"
 #include "support/fake_host.h"
+#include "support/installed_host_test.h"
 #include "support/inventory_json.h"
+#include "support/library_handles.h"
+#include "support/lines.h"
+#include "support/plain_system_info.h"
 
 namespace {
 
 using korrin::metrics::InventoryMetric;
 using korrin::metrics::MetricsInterface;
 using korrin_test::AccessoryData;
+using korrin_test::concat;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
 using korrin_test::flatten_members;
 using korrin_test::JsonTree;
+using korrin_test::MetricHandle;
 using korrin_test::parse_json;
 using Lines = std::vector<std::string>;
-
-struct MetricDeleter {
-  void operator()(MetricsInterface* metric) const { delete_metric(metric); }
-};
-using MetricHandle = std::unique_ptr<MetricsInterface, MetricDeleter>;
-
-struct JsonDeleter {
-  void operator()(cJSON* item) const { cJSON_Delete(item); }
-};
 
 // ---- accessories of the four reference documents --------------------------
 
@@ -102,14 +99,6 @@ const Lines kFullHost = {
     "value/host/userId: \"user-7\"",
 };
 
-Lines concat(std::initializer_list<Lines> parts) {
-  Lines out;
-  for (const Lines& part : parts) {
-    out.insert(out.end(), part.begin(), part.end());
-  }
-  return out;
-}
-
 // The root member "time" is a whole number of seconds within [before, after].
 void expect_time_between(const cJSON* document, std::time_t before, std::time_t after) {
   const cJSON* time_item = cJSON_GetObjectItemCaseSensitive(document, "time");
@@ -119,17 +108,8 @@ void expect_time_between(const cJSON* document, std::time_t before, std::time_t 
   EXPECT_LE(time_item->valuedouble, static_cast<double>(after));
 }
 
-class InventoryDocumentTest : public ::testing::Test {
+class InventoryDocumentTest : public korrin_test::InstalledHostTest {
  protected:
-  void SetUp() override {
-    live_at_start = FakeAccessory::live();
-    host.install();
-  }
-  void TearDown() override {
-    korrin_test::uninstall_plugins();
-    EXPECT_EQ(FakeAccessory::live(), live_at_start);
-  }
-
   // A metric made by the factory for `data`; host.calls is cleared afterwards.
   MetricHandle metric_for(const AccessoryData& data) {
     auto accessory = host.accessory(data);
@@ -159,8 +139,6 @@ class InventoryDocumentTest : public ::testing::Test {
     return posts.empty() ? std::string() : posts.front().body;
   }
 
-  FakeHost host;
-  int live_at_start = 0;
   std::time_t before = 0;
   std::time_t after = 0;
 };
@@ -462,28 +440,13 @@ TEST_F(InventoryDocumentTest, HeadsetModelIsRefinedBySerialNumber) {
   cJSON_Delete(payload);
 }
 
-// A host that leaves get_host_os_version to the interface's own answer.
-class PlainSystemInfo : public korrin::SystemInfoInterface {
- public:
-  std::string get_client() override { return "c"; }
-  std::string get_device_name() override { return "d"; }
-  std::string get_serial_number() override { return "s"; }
-  std::string get_model() override { return "m"; }
-  std::string get_firmware_version() override { return "f"; }
-  std::string get_user_id() override { return "u"; }
-  std::string get_config_url_template() override { return std::string(); }
-  std::string get_inventory_url() override { return std::string(); }
-  std::string get_config_server(int /*attempt*/) override { return std::string(); }
-  std::vector<std::string> get_config_servers() override { return {}; }
-};
-
 TEST_F(InventoryDocumentTest, HostWithoutOsVersionSendsAnEmptyOne) {
-  PlainSystemInfo plain;
+  korrin_test::PlainSystemInfo plain;
   korrin::Plugins table = host.table();
   table.system_info = &plain;
   korrin::init(table);
   MetricHandle metric = metric_for(maker_headset_without_dock());
-  std::unique_ptr<cJSON, JsonDeleter> payload(inventory(metric).build_host_payload(nullptr, true));
+  JsonTree payload(inventory(metric).build_host_payload(nullptr, true));
   ASSERT_NE(payload, nullptr);
   EXPECT_EQ(flatten_members(payload.get()),
             (Lines{"client: \"c\"", "serialNumber: \"s\"", "deviceName: \"d\"", "model: \"m\"",
@@ -496,7 +459,7 @@ TEST_F(InventoryDocumentTest, EnvelopHoldsTimeThenKeyAndLogsThroughTheGivenLogge
   MetricHandle metric = metric_for(maker_camera());
   korrin::log::Logger* caller = create_logger(&host.log, "Caller", true);
   const std::time_t start = std::time(nullptr);
-  std::unique_ptr<cJSON, JsonDeleter> envelope(inventory(metric).build_envelop(caller));
+  JsonTree envelope(inventory(metric).build_envelop(caller));
   const std::time_t end = std::time(nullptr);
   delete_logger(caller);
   ASSERT_NE(envelope, nullptr);
@@ -508,7 +471,7 @@ TEST_F(InventoryDocumentTest, EnvelopHoldsTimeThenKeyAndLogsThroughTheGivenLogge
 TEST_F(InventoryDocumentTest, HostPayloadOfAnotherVendorHoldsOnlyTheUserId) {
   MetricHandle metric = metric_for(maker_headset_with_dock());
   korrin::log::Logger* caller = create_logger(&host.log, "Caller", true);
-  std::unique_ptr<cJSON, JsonDeleter> payload(inventory(metric).build_host_payload(caller, false));
+  JsonTree payload(inventory(metric).build_host_payload(caller, false));
   delete_logger(caller);
   ASSERT_NE(payload, nullptr);
   EXPECT_EQ(flatten_members(payload.get()), (Lines{"userId: \"user-7\""}));
@@ -518,7 +481,7 @@ TEST_F(InventoryDocumentTest, HostPayloadOfAnotherVendorHoldsOnlyTheUserId) {
 
 TEST_F(InventoryDocumentTest, FullHostPayloadHoldsSevenMembersInOrder) {
   MetricHandle metric = metric_for(other_vendor_headset());
-  std::unique_ptr<cJSON, JsonDeleter> payload(inventory(metric).build_host_payload(nullptr, true));
+  JsonTree payload(inventory(metric).build_host_payload(nullptr, true));
   ASSERT_NE(payload, nullptr);
   EXPECT_EQ(flatten_members(payload.get()),
             (Lines{"client: \"client-1\"", "serialNumber: \"HOST-SN-1\"", "deviceName: \"room-12\"",
@@ -530,7 +493,7 @@ TEST_F(InventoryDocumentTest, FullHostPayloadHoldsSevenMembersInOrder) {
 
 TEST_F(InventoryDocumentTest, DockPayloadHoldsSerialNumberThenModel) {
   MetricHandle metric = metric_for(maker_headset_with_dock());
-  std::unique_ptr<cJSON, JsonDeleter> dock(inventory(metric).build_dock_payload());
+  JsonTree dock(inventory(metric).build_dock_payload());
   ASSERT_NE(dock, nullptr);
   EXPECT_EQ(flatten_members(dock.get()),
             (Lines{"serialNumber: \"DOCK-77\"", "model: \"Zelor D-1\""}));

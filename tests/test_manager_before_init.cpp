@@ -8,6 +8,7 @@
 
 #include "korrin/korrin.h"
 #include "support/fake_host.h"
+#include "support/plugin_table.h"
 
 namespace {
 
@@ -64,16 +65,8 @@ TEST_F(ManagerBeforeInitTest, EveryEntryPointIsUnreachableBeforeInit) {
 }
 
 TEST_F(ManagerBeforeInitTest, ATableMissingOneMemberIsRejectedToo) {
-  for (int member = 0; member < 6; ++member) {
-    korrin::Plugins table = host.table();
-    switch (member) {
-      case 0: table.log = nullptr; break;
-      case 1: table.network = nullptr; break;
-      case 2: table.device = nullptr; break;
-      case 3: table.system_info = nullptr; break;
-      case 4: table.task_dispatcher = nullptr; break;
-      default: table.mutex_factory = nullptr; break;
-    }
+  for (int member = 0; member < korrin_test::kPluginTableMembers; ++member) {
+    korrin::Plugins table = korrin_test::without_member(host.table(), member);
     // init() refuses such a table, so the global copy is written directly.
     korrin::globals::plugins = table;
     EXPECT_EQ(runtime_error_of([] { korrin::config::create_config_manager(); }), kNotInitialised)

@@ -12,6 +12,7 @@
 
 #include "korrin/korrin.h"
 #include "support/config_members.h"
+#include "support/config_param.h"
 #include "support/fake_host.h"
 #include "support/lock_checks.h"
 
@@ -28,6 +29,7 @@ using korrin_test::AccessoryData;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
 using korrin_test::NotingAccessory;
+using korrin_test::param;
 using Lines = std::vector<std::string>;
 
 const std::string kName = "Lib::ConfigManagerImpl: ";
@@ -50,17 +52,6 @@ AccessoryData camera() {
   data.type = 2;
   data.model = "Zelor C-1";
   return data;
-}
-
-ConfigParam param(int usage_id, const std::string& key, const std::string& value,
-                  const std::string& access, const std::string& user_value = "") {
-  ConfigParam p;
-  p.usage_id = usage_id;
-  p.key = key;
-  p.value = value;
-  p.access = access;
-  p.user_value = user_value;
-  return p;
 }
 
 // The manager's own records only (configuration objects log under other names).

@@ -10,6 +10,8 @@
 
 #include "korrin/korrin.h"
 #include "support/fake_host.h"
+#include "support/library_handles.h"
+#include "support/plugin_table.h"
 
 namespace {
 
@@ -17,11 +19,7 @@ using korrin::metrics::MetricsInterface;
 using korrin_test::AccessoryData;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
-
-struct MetricDeleter {
-  void operator()(MetricsInterface* metric) const { delete_metric(metric); }
-};
-using MetricHandle = std::unique_ptr<MetricsInterface, MetricDeleter>;
+using korrin_test::MetricHandle;
 
 AccessoryData headset_data() { return AccessoryData{}; }
 
@@ -160,16 +158,8 @@ TEST_F(MetricsFactoryTest, CreationBeforeInitThrowsAndLeaksNoClone) {
 
 TEST_F(MetricsFactoryTest, EachMissingPluginMakesTheConstructorThrow) {
   auto accessory = host.accessory(camera_data());
-  for (int member = 0; member < 6; ++member) {
-    korrin::Plugins table = host.table();
-    switch (member) {
-      case 0: table.log = nullptr; break;
-      case 1: table.network = nullptr; break;
-      case 2: table.device = nullptr; break;
-      case 3: table.system_info = nullptr; break;
-      case 4: table.task_dispatcher = nullptr; break;
-      default: table.mutex_factory = nullptr; break;
-    }
+  for (int member = 0; member < korrin_test::kPluginTableMembers; ++member) {
+    korrin::Plugins table = korrin_test::without_member(host.table(), member);
     // init() refuses such a table; the guard must hold on its own as well.
     korrin::globals::plugins = table;
     try {

@@ -7,32 +7,22 @@
 
 #include "korrin/korrin.h"
 #include "support/fake_host.h"
+#include "support/installed_host_test.h"
 
 namespace {
 
 using korrin::metrics::SendMetricsParams;
 using korrin_test::AccessoryData;
 using korrin_test::FakeAccessory;
-using korrin_test::FakeHost;
 
-class MetricsParamsTest : public ::testing::Test {
+class MetricsParamsTest : public korrin_test::InstalledHostTest {
  protected:
-  void SetUp() override {
-    live_at_start = FakeAccessory::live();
-    host.install();
-  }
-  void TearDown() override {
-    korrin_test::uninstall_plugins();
-    EXPECT_EQ(FakeAccessory::live(), live_at_start);
-  }
   // Parameters owning a fresh accessory recorded in host.calls.
   std::unique_ptr<SendMetricsParams> params_for(const AccessoryData& data, int defer = 0,
                                                 int timeout = 120) {
     return std::make_unique<SendMetricsParams>(new FakeAccessory(data, &host.calls), defer,
                                                timeout);
   }
-  FakeHost host;
-  int live_at_start = 0;
 };
 
 TEST_F(MetricsParamsTest, ReportsInventoryTypeAndTheGivenTimes) {

@@ -9,7 +9,10 @@
 
 #include "korrin/korrin.h"
 #include "support/fake_host.h"
+#include "support/installed_host_test.h"
 #include "support/inventory_json.h"
+#include "support/library_handles.h"
+#include "support/lines.h"
 
 namespace {
 
@@ -17,14 +20,10 @@ using korrin::metrics::InventoryMetric;
 using korrin::metrics::MetricsInterface;
 using korrin::metrics::SendMetricsParams;
 using korrin_test::AccessoryData;
+using korrin_test::concat;
 using korrin_test::FakeAccessory;
-using korrin_test::FakeHost;
+using korrin_test::MetricHandle;
 using Lines = std::vector<std::string>;
-
-struct MetricDeleter {
-  void operator()(MetricsInterface* metric) const { delete_metric(metric); }
-};
-using MetricHandle = std::unique_ptr<MetricsInterface, MetricDeleter>;
 
 AccessoryData headset_with_dock() {
   AccessoryData data;
@@ -59,14 +58,6 @@ const Lines kAssembleCalls = {
     "log.notice(HeadsetInventoryMetricsImpl: assemble_metrics: success)",
 };
 
-Lines concat(std::initializer_list<Lines> parts) {
-  Lines out;
-  for (const Lines& part : parts) {
-    out.insert(out.end(), part.begin(), part.end());
-  }
-  return out;
-}
-
 // Type-1 parameters of another kind than the library's own.
 class ForeignParams : public korrin::TaskParametersInterface {
  public:
@@ -77,23 +68,16 @@ class ForeignParams : public korrin::TaskParametersInterface {
   int get_defer_time() const override { return 0; }
 };
 
-class MetricsSendTest : public ::testing::Test {
+class MetricsSendTest : public korrin_test::InstalledHostTest {
  protected:
-  void SetUp() override {
-    live_at_start = FakeAccessory::live();
-    host.install();
-  }
   void TearDown() override {
     host.dispatcher.clear();
-    korrin_test::uninstall_plugins();
-    EXPECT_EQ(FakeAccessory::live(), live_at_start);
+    korrin_test::InstalledHostTest::TearDown();
   }
   // Parameters as send() makes them, owning an accessory that records into host.calls.
   std::unique_ptr<SendMetricsParams> params_for(const AccessoryData& data) {
     return std::make_unique<SendMetricsParams>(new FakeAccessory(data, &host.calls), 0, 120);
   }
-  FakeHost host;
-  int live_at_start = 0;
 };
 
 // ---- send() -----------------------------------------------------------------

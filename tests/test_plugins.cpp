@@ -5,6 +5,8 @@
 
 #include "korrin/korrin.h"
 #include "support/fake_host.h"
+#include "support/plain_system_info.h"
+#include "support/plugin_table.h"
 
 namespace {
 
@@ -51,16 +53,8 @@ TEST_F(PluginsTest, InitMakesNoHostCalls) {
 }
 
 TEST_F(PluginsTest, EachNullMemberIsRejectedWithTheExactText) {
-  for (int member = 0; member < 6; ++member) {
-    korrin::Plugins table = host.table();
-    switch (member) {
-      case 0: table.log = nullptr; break;
-      case 1: table.network = nullptr; break;
-      case 2: table.device = nullptr; break;
-      case 3: table.system_info = nullptr; break;
-      case 4: table.task_dispatcher = nullptr; break;
-      default: table.mutex_factory = nullptr; break;
-    }
+  for (int member = 0; member < korrin_test::kPluginTableMembers; ++member) {
+    korrin::Plugins table = korrin_test::without_member(host.table(), member);
     try {
       korrin::init(table);
       FAIL() << "member " << member << " null was accepted";
@@ -136,23 +130,8 @@ TEST_F(PluginsTest, ForwarderIgnoresUnknownTypeWithoutCheckingStatus) {
   EXPECT_TRUE(host.calls.all().empty());
 }
 
-// A system-information object that leaves get_host_os_version alone.
-class MinimalSystemInfo : public korrin::SystemInfoInterface {
- public:
-  std::string get_client() override { return "c"; }
-  std::string get_device_name() override { return "d"; }
-  std::string get_serial_number() override { return "s"; }
-  std::string get_model() override { return "m"; }
-  std::string get_firmware_version() override { return "f"; }
-  std::string get_user_id() override { return "u"; }
-  std::string get_config_url_template() override { return "t"; }
-  std::string get_inventory_url() override { return "i"; }
-  std::string get_config_server(int) override { return "s"; }
-  std::vector<std::string> get_config_servers() override { return {}; }
-};
-
 TEST(SystemInfoTest, DefaultHostOsVersionIsEmpty) {
-  MinimalSystemInfo info;
+  korrin_test::PlainSystemInfo info;
   korrin::SystemInfoInterface& as_interface = info;
   EXPECT_EQ(as_interface.get_host_os_version(), "");
 }

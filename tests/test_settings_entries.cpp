@@ -10,17 +10,13 @@
 #include <vector>
 
 #include "support/config_probe.h"
-#include "support/fake_host.h"
+#include "support/json_tree.h"
+#include "support/probe_config_test.h"
 
 namespace {
 
-using korrin_test::AccessoryData;
-using korrin_test::describe_settings;
-using korrin_test::FakeAccessory;
-using korrin_test::FakeHost;
 using korrin_test::headset_records;
-using korrin_test::Json;
-using korrin_test::parse_json;
+using korrin_test::JsonTree;
 using korrin_test::ProbeConfig;
 
 const char kMissingName[] =
@@ -32,35 +28,12 @@ std::string summary(int saved, std::size_t size) {
          " settings. current map size: " + std::to_string(size);
 }
 
-class SettingsEntriesTest : public ::testing::Test {
+class SettingsEntriesTest : public korrin_test::ProbeConfigTest {
  protected:
-  void SetUp() override {
-    host.install();
-    accessory = host.accessory(AccessoryData{});
-    config = std::make_unique<ProbeConfig>("acc-1", accessory.get());
-    forget_calls();
-  }
-  void TearDown() override {
-    config.reset();
-    korrin_test::uninstall_plugins();
-  }
-
-  void forget_calls() {
-    host.calls.clear();
-    host.log.clear();
-  }
-
   int save(const std::string& array_text) {
-    Json array = parse_json(array_text);
-    EXPECT_TRUE(array) << array_text;
+    JsonTree array = json(array_text);
     return config->save_config_to_map(array.get());
   }
-
-  std::vector<std::string> settings() { return describe_settings(config->retrieve_config()); }
-
-  FakeHost host;
-  std::unique_ptr<FakeAccessory> accessory;
-  std::unique_ptr<ProbeConfig> config;
 };
 
 TEST_F(SettingsEntriesTest, EmptyArrayLogsTheSummaryWithNothingSaved) {

@@ -8,17 +8,13 @@
 #include <vector>
 
 #include "support/config_probe.h"
-#include "support/fake_host.h"
+#include "support/json_tree.h"
+#include "support/probe_config_test.h"
 
 namespace {
 
-using korrin_test::AccessoryData;
-using korrin_test::describe_settings;
-using korrin_test::FakeAccessory;
-using korrin_test::FakeHost;
 using korrin_test::headset_records;
-using korrin_test::Json;
-using korrin_test::parse_json;
+using korrin_test::JsonTree;
 using korrin_test::ProbeConfig;
 
 // A configuration object whose URL query fails with a chosen exception.
@@ -39,36 +35,7 @@ const char kAsksForUrl[] =
     R"([{"name": "volume", "usageId": 5, "value": 7, "access": "Admin"},
         {"name": "tone", "usageId": 6, "value": 1, "access": "Both"}])";
 
-class SettingsSectionsTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    host.install();
-    accessory = host.accessory(AccessoryData{});
-    config = std::make_unique<ProbeConfig>("acc-1", accessory.get());
-    forget_calls();
-  }
-  void TearDown() override {
-    config.reset();
-    korrin_test::uninstall_plugins();
-  }
-
-  void forget_calls() {
-    host.calls.clear();
-    host.log.clear();
-  }
-
-  Json json(const std::string& text) {
-    Json tree = parse_json(text);
-    EXPECT_TRUE(tree) << text;
-    return tree;
-  }
-
-  std::vector<std::string> settings() { return describe_settings(config->retrieve_config()); }
-
-  FakeHost host;
-  std::unique_ptr<FakeAccessory> accessory;
-  std::unique_ptr<ProbeConfig> config;
-};
+class SettingsSectionsTest : public korrin_test::ProbeConfigTest {};
 
 // ---- save_common_settings_params -------------------------------------------
 
@@ -84,7 +51,7 @@ TEST_F(SettingsSectionsTest, MissingEmptyOrScalarCommonSettingsAreNotFound) {
                               R"({"commonSettings": {}})", R"([])", R"("text")"}) {
     SCOPED_TRACE(section);
     forget_calls();
-    Json tree = json(section);
+    JsonTree tree = json(section);
     EXPECT_FALSE(config->save_common_settings_params(tree.get()));
     EXPECT_EQ(
         host.log.texts(),
@@ -93,7 +60,7 @@ TEST_F(SettingsSectionsTest, MissingEmptyOrScalarCommonSettingsAreNotFound) {
 }
 
 TEST_F(SettingsSectionsTest, CommonSettingsAreStoredWithoutConfiguringTheDevice) {
-  Json tree = json(R"({"commonSettings": [
+  JsonTree tree = json(R"({"commonSettings": [
       {"name": "volume", "usageId": 5, "value": 7, "access": "Admin"}]})");
   EXPECT_TRUE(config->save_common_settings_params(tree.get()));
   EXPECT_EQ(settings(),
@@ -107,7 +74,7 @@ TEST_F(SettingsSectionsTest, CommonSettingsAreStoredWithoutConfiguringTheDevice)
 }
 
 TEST_F(SettingsSectionsTest, CommonSettingsSucceedEvenWhenNoEntryIsValid) {
-  Json tree = json(R"({"commonSettings": [{"name": "volume"}]})");
+  JsonTree tree = json(R"({"commonSettings": [{"name": "volume"}]})");
   EXPECT_TRUE(config->save_common_settings_params(tree.get()));
   EXPECT_EQ(host.log.texts(), headset_records({
                                   "save_config_to_map[QELM-ERR]: Null Usage ID for param volume",
@@ -117,7 +84,7 @@ TEST_F(SettingsSectionsTest, CommonSettingsSucceedEvenWhenNoEntryIsValid) {
 }
 
 TEST_F(SettingsSectionsTest, CommonSettingsKeyIsLookedUpIgnoringCase) {
-  Json tree = json(R"({"COMMONSETTINGS": [
+  JsonTree tree = json(R"({"COMMONSETTINGS": [
       {"name": "volume", "usageId": 5, "value": 7, "access": "Admin"}]})");
   EXPECT_TRUE(config->save_common_settings_params(tree.get()));
   EXPECT_EQ(config->retrieve_config().size(), 1u);
@@ -126,7 +93,7 @@ TEST_F(SettingsSectionsTest, CommonSettingsKeyIsLookedUpIgnoringCase) {
 TEST_F(SettingsSectionsTest, RuntimeErrorWhileStoringCommonSettingsIsLoggedWithoutSeparator) {
   auto throwing = std::make_unique<ThrowingUrlConfig>("acc-1", accessory.get());
   forget_calls();
-  Json tree = json(std::string(R"({"commonSettings": )") + kAsksForUrl + "}");
+  JsonTree tree = json(std::string(R"({"commonSettings": )") + kAsksForUrl + "}");
   EXPECT_FALSE(throwing->save_common_settings_params(tree.get()));
   EXPECT_EQ(host.log.records(),
             (std::vector<korrin_test::LogRecord>{
@@ -142,14 +109,14 @@ TEST_F(SettingsSectionsTest, RuntimeErrorWhileStoringCommonSettingsIsLoggedWitho
 TEST_F(SettingsSectionsTest, OtherExceptionsWhileStoringCommonSettingsPassThrough) {
   auto throwing = std::make_unique<ThrowingUrlConfig>("acc-1", accessory.get());
   throwing->throw_logic_error = true;
-  Json tree = json(std::string(R"({"commonSettings": )") + kAsksForUrl + "}");
+  JsonTree tree = json(std::string(R"({"commonSettings": )") + kAsksForUrl + "}");
   EXPECT_THROW(throwing->save_common_settings_params(tree.get()), std::logic_error);
 }
 
 // ---- extract_model_firmware_settings ---------------------------------------
 
 TEST_F(SettingsSectionsTest, MissingModelSpecificSettingsAreReported) {
-  Json tree = json(R"({"commonSettings": []})");
+  JsonTree tree = json(R"({"commonSettings": []})");
   EXPECT_EQ(config->extract_model_firmware_settings(tree.get(), "Zelor H-5"), nullptr);
   EXPECT_EQ(host.log.records(),
             (std::vector<korrin_test::LogRecord>{
@@ -172,7 +139,7 @@ TEST_F(SettingsSectionsTest, EmptyOrScalarModelSpecificSettingsYieldNothingQuiet
         R"({"modelSpecificSettings": 3})"}) {
     SCOPED_TRACE(section);
     forget_calls();
-    Json tree = json(section);
+    JsonTree tree = json(section);
     EXPECT_EQ(config->extract_model_firmware_settings(tree.get(), "Zelor H-5"), nullptr);
     EXPECT_EQ(host.log.texts(),
               headset_records({"extract_model_firmware_settings: MODEL NAME Zelor H-5"}));
@@ -180,7 +147,7 @@ TEST_F(SettingsSectionsTest, EmptyOrScalarModelSpecificSettingsYieldNothingQuiet
 }
 
 TEST_F(SettingsSectionsTest, FirstGroupNamingTheModelBySubstringWins) {
-  Json tree = json(R"({"modelSpecificSettings": [
+  JsonTree tree = json(R"({"modelSpecificSettings": [
       {"models": ["M100"], "modelFirmware": [{"firmwareName": "first"}]},
       {"models": ["M100 Pro"], "modelFirmware": [{"firmwareName": "second"}]}]})");
   cJSON* found = config->extract_model_firmware_settings(tree.get(), "X M100 Pro");
@@ -199,7 +166,7 @@ TEST_F(SettingsSectionsTest, FirstGroupNamingTheModelBySubstringWins) {
 }
 
 TEST_F(SettingsSectionsTest, ModelMatchingIsCaseSensitiveAndTriesEveryElementInOrder) {
-  Json tree = json(R"({"modelSpecificSettings": [
+  JsonTree tree = json(R"({"modelSpecificSettings": [
       {"models": ["zelor h-5", "", "H-50"], "modelFirmware": [{"firmwareName": "a"}]},
       {"models": ["Q-1", "H-5"], "modelFirmware": [{"firmwareName": "b"}]}]})");
   cJSON* found = config->extract_model_firmware_settings(tree.get(), "Zelor H-5");
@@ -221,14 +188,14 @@ TEST_F(SettingsSectionsTest, ModelMatchingIsCaseSensitiveAndTriesEveryElementInO
 }
 
 TEST_F(SettingsSectionsTest, EmptyModelStringNeverMatches) {
-  Json tree = json(R"({"modelSpecificSettings": [
+  JsonTree tree = json(R"({"modelSpecificSettings": [
       {"models": [""], "modelFirmware": [{"firmwareName": "a"}]}]})");
   EXPECT_EQ(config->extract_model_firmware_settings(tree.get(), "Zelor H-5"), nullptr);
   EXPECT_EQ(config->extract_model_firmware_settings(tree.get(), ""), nullptr);
 }
 
 TEST_F(SettingsSectionsTest, NonStringModelElementsAreSkippedWithoutARecord) {
-  Json tree = json(R"({"modelSpecificSettings": [
+  JsonTree tree = json(R"({"modelSpecificSettings": [
       {"models": [5, null, ["H-5"], {"m": "H-5"}, true, "H-5"],
        "modelFirmware": [{"firmwareName": "a"}]}]})");
   EXPECT_NE(config->extract_model_firmware_settings(tree.get(), "Zelor H-5"), nullptr);
@@ -241,7 +208,7 @@ TEST_F(SettingsSectionsTest, NonStringModelElementsAreSkippedWithoutARecord) {
 }
 
 TEST_F(SettingsSectionsTest, GroupsWithoutAModelsListOrWithAScalarOneAreSkipped) {
-  Json tree = json(R"({"modelSpecificSettings": [
+  JsonTree tree = json(R"({"modelSpecificSettings": [
       {"modelFirmware": [{"firmwareName": "a"}]},
       {"models": "Zelor H-5", "modelFirmware": [{"firmwareName": "b"}]},
       "Zelor H-5",
@@ -253,7 +220,7 @@ TEST_F(SettingsSectionsTest, GroupsWithoutAModelsListOrWithAScalarOneAreSkipped)
 }
 
 TEST_F(SettingsSectionsTest, MatchingGroupWithoutModelFirmwareEndsTheSearchWithNothing) {
-  Json tree = json(R"({"modelSpecificSettings": [
+  JsonTree tree = json(R"({"modelSpecificSettings": [
       {"models": ["H-5"]},
       {"models": ["Zelor H-5"], "modelFirmware": [{"firmwareName": "b"}]}]})");
   EXPECT_EQ(config->extract_model_firmware_settings(tree.get(), "Zelor H-5"), nullptr);
@@ -261,7 +228,7 @@ TEST_F(SettingsSectionsTest, MatchingGroupWithoutModelFirmwareEndsTheSearchWithN
 }
 
 TEST_F(SettingsSectionsTest, NoGroupNamesTheModel) {
-  Json tree = json(R"({"modelSpecificSettings": [
+  JsonTree tree = json(R"({"modelSpecificSettings": [
       {"models": ["Zelor C-20"], "modelFirmware": [{"firmwareName": "b"}]}]})");
   EXPECT_EQ(config->extract_model_firmware_settings(tree.get(), "Zelor H-5"), nullptr);
 }
@@ -278,7 +245,7 @@ TEST_F(SettingsSectionsTest, ApplyingNullSettingsWarns) {
 }
 
 TEST_F(SettingsSectionsTest, ApplyingAnEmptyArrayFailsWithoutConfiguringTheDevice) {
-  Json tree = json("[]");
+  JsonTree tree = json("[]");
   EXPECT_FALSE(config->apply_settings(tree.get()));
   EXPECT_EQ(host.log.records(),
             (std::vector<korrin_test::LogRecord>{
@@ -294,7 +261,7 @@ TEST_F(SettingsSectionsTest, ApplyingAnEmptyArrayFailsWithoutConfiguringTheDevic
 TEST_F(SettingsSectionsTest, ApplyingStoredSettingsConfiguresTheDeviceOnce) {
   // An entry with an empty access is walked but never sent.
   config->update_from_host("mute", 2, "1");
-  Json tree = json(R"([{"name": "volume", "usageId": 5, "value": 7, "access": "Admin"},
+  JsonTree tree = json(R"([{"name": "volume", "usageId": 5, "value": 7, "access": "Admin"},
                        {"name": "tone_Admin", "usageId": 3, "value": 255, "access": "Both"}])");
   forget_calls();
   EXPECT_TRUE(config->apply_settings(tree.get()));
@@ -316,10 +283,10 @@ TEST_F(SettingsSectionsTest, ApplyingStoredSettingsConfiguresTheDeviceOnce) {
 }
 
 TEST_F(SettingsSectionsTest, ApplyingOnlyInPlaceUpdatesDoesNotConfigureTheDevice) {
-  Json first = json(R"([{"name": "tone_Admin", "usageId": 3, "value": 4, "access": "Both"}])");
+  JsonTree first = json(R"([{"name": "tone_Admin", "usageId": 3, "value": 4, "access": "Both"}])");
   ASSERT_TRUE(config->apply_settings(first.get()));
   forget_calls();
-  Json second = json(R"([{"name": "tone_User", "usageId": 3, "value": 9, "access": "Both"}])");
+  JsonTree second = json(R"([{"name": "tone_User", "usageId": 3, "value": 9, "access": "Both"}])");
   EXPECT_FALSE(config->apply_settings(second.get()));
   EXPECT_EQ(host.calls.count("device."), 0u);
   EXPECT_EQ(config->retrieve_config().at(3).user_value, "9");
@@ -328,7 +295,7 @@ TEST_F(SettingsSectionsTest, ApplyingOnlyInPlaceUpdatesDoesNotConfigureTheDevice
 TEST_F(SettingsSectionsTest, RuntimeErrorWhileApplyingIsLoggedAndFails) {
   auto throwing = std::make_unique<ThrowingUrlConfig>("acc-1", accessory.get());
   forget_calls();
-  Json tree = json(kAsksForUrl);
+  JsonTree tree = json(kAsksForUrl);
   EXPECT_FALSE(throwing->apply_settings(tree.get()));
   EXPECT_EQ(host.log.texts(),
             headset_records({
@@ -343,12 +310,12 @@ TEST_F(SettingsSectionsTest, RuntimeErrorWhileApplyingIsLoggedAndFails) {
 TEST_F(SettingsSectionsTest, OtherExceptionsWhileApplyingPassThrough) {
   auto throwing = std::make_unique<ThrowingUrlConfig>("acc-1", accessory.get());
   throwing->throw_logic_error = true;
-  Json tree = json(kAsksForUrl);
+  JsonTree tree = json(kAsksForUrl);
   EXPECT_THROW(throwing->apply_settings(tree.get()), std::logic_error);
 }
 
 TEST_F(SettingsSectionsTest, DeviceFailureWhileConfiguringIsNotCaughtByApplySettings) {
-  Json tree = json(R"([{"name": "volume", "usageId": 5, "value": 7, "access": "Admin"}])");
+  JsonTree tree = json(R"([{"name": "volume", "usageId": 5, "value": 7, "access": "Admin"}])");
   host.calls.arm_fault("device.apply_setting");
   EXPECT_THROW(config->apply_settings(tree.get()), korrin_test::InjectedFault);
   EXPECT_TRUE(host.log.texts_containing("apply_settings").empty());
@@ -365,7 +332,7 @@ TEST_F(SettingsSectionsTest, MissingModelFirmwareIsReported) {
 }
 
 TEST_F(SettingsSectionsTest, FirstFirmwareObjectsParamsAreApplied) {
-  Json tree = json(R"([
+  JsonTree tree = json(R"([
       {"firmwareName": "a", "firmwareParams": [
           {"name": "volume", "usageId": 5, "value": 7, "access": "Admin"}]},
       {"firmwareName": "b", "firmwareParams": [
@@ -385,7 +352,7 @@ TEST_F(SettingsSectionsTest, EmptyModelFirmwareBehavesLikeMissingParams) {
   for (const char* model_firmware : {"[]", R"([{"firmwareName": "a"}])", R"([5])", R"("a")"}) {
     SCOPED_TRACE(model_firmware);
     forget_calls();
-    Json tree = json(model_firmware);
+    JsonTree tree = json(model_firmware);
     EXPECT_TRUE(config->save_model_specific_settings_params(tree.get()));
     EXPECT_EQ(host.log.texts(), headset_records({
                                     "apply_settings: No settings available for firmware",
@@ -400,7 +367,7 @@ TEST_F(SettingsSectionsTest, ModelSpecificSettingsSucceedEvenWhenNothingIsApplie
                                      R"([{"firmwareParams": "volume"}])"}) {
     SCOPED_TRACE(model_firmware);
     forget_calls();
-    Json tree = json(model_firmware);
+    JsonTree tree = json(model_firmware);
     EXPECT_TRUE(config->save_model_specific_settings_params(tree.get()));
     EXPECT_EQ(host.log.texts(),
               headset_records({
@@ -412,7 +379,7 @@ TEST_F(SettingsSectionsTest, ModelSpecificSettingsSucceedEvenWhenNothingIsApplie
 }
 
 TEST_F(SettingsSectionsTest, ModelSpecificEntryOverridesACommonOne) {
-  Json section = json(R"({
+  JsonTree section = json(R"({
       "commonSettings": [
           {"name": "volume", "usageId": 5, "value": 7, "access": "Admin"},
           {"name": "tone_Admin", "usageId": 6, "value": 2, "access": "Both"},

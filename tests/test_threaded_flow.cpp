@@ -13,16 +13,15 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "korrin/korrin.h"
+#include "support/example_files.h"
 #include "support/fake_host.h"
 #include "support/threaded_dispatcher.h"
 
@@ -35,6 +34,7 @@ using korrin_test::AccessoryData;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
 using korrin_test::Interval;
+using korrin_test::read_example_document;
 using korrin_test::ThreadedDispatcher;
 using Settings = std::map<int, ConfigParam>;
 using Clock = std::chrono::steady_clock;
@@ -43,13 +43,6 @@ constexpr int kThreads = 2;
 constexpr int kAccessoriesPerRound = 4;
 constexpr int kRounds = 30;
 constexpr int kRoundsBetweenReads = 5;
-
-std::string read_document(const std::string& name) {
-  std::ifstream in(std::string(KORRIN_EXAMPLES_DIR) + "/documents/" + name);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 AccessoryData headset() {
   AccessoryData data;
@@ -318,7 +311,7 @@ ExpectedSettings settings_taken_alone(const std::string& document) {
 }
 
 TEST(ThreadedFlowTest, HostThreadsAndTheDispatcherOverlapWithinTheThreadingRules) {
-  const std::string document = read_document("headset_fleet.json");
+  const std::string document = read_example_document("headset_fleet.json");
   ASSERT_FALSE(document.empty());
   const ExpectedSettings expected = settings_taken_alone(document);
   ASSERT_FALSE(expected.first.empty()) << "the document must configure a Zelor H-5";

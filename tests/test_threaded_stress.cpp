@@ -19,17 +19,16 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "korrin/korrin.h"
+#include "support/example_files.h"
 #include "support/fake_host.h"
 #include "support/threaded_dispatcher.h"
 
@@ -39,19 +38,13 @@ using korrin::config::ConfigManagerImpl;
 using korrin_test::AccessoryData;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
+using korrin_test::read_example_document;
 using korrin_test::ThreadedDispatcher;
 
 constexpr int kHostThreads = 3;
 constexpr int kRounds = 20;
 constexpr int kAccessoriesPerRound = 3;
 constexpr int kRoundsBetweenReads = 4;
-
-std::string read_document(const std::string& name) {
-  std::ifstream in(std::string(KORRIN_EXAMPLES_DIR) + "/documents/" + name);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 AccessoryData headset(int thread, int k) {
   AccessoryData data;
@@ -329,7 +322,7 @@ std::string posted_serial(const std::string& body) {
 }
 
 TEST(ThreadedStressTest, HostThreadsConfigureAndSendInventoriesWhileTasksAndFetchesComplete) {
-  const std::string document = read_document("headset_fleet.json");
+  const std::string document = read_example_document("headset_fleet.json");
   ASSERT_FALSE(document.empty());
   const int live_at_start = FakeAccessory::live();
 

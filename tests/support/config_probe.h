@@ -1,17 +1,10 @@
 // Helpers for tests of the configuration document: a headset configuration
-// object whose downgrade policy and inner state a test can reach, owned
-// cJSON trees, file reading, and record texts with the logger's name.
-//
-// Header-only: the helpers use cJSON, which only the test executables link.
+// object whose downgrade policy and inner state a test can reach, record
+// texts with the logger's name, and the stored settings as text.
 #ifndef KORRIN_TESTS_SUPPORT_CONFIG_PROBE_H
 #define KORRIN_TESTS_SUPPORT_CONFIG_PROBE_H
 
-#include <cjson/cJSON.h>
-
-#include <fstream>
-#include <iterator>
 #include <map>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -20,15 +13,6 @@
 #include "korrin/korrin.h"
 
 namespace korrin_test {
-
-struct JsonDeleter {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-/// An owned cJSON tree.
-using Json = std::unique_ptr<cJSON, JsonDeleter>;
-
-/// Parses `text`; null when cJSON rejects it.
-inline Json parse_json(const std::string& text) { return Json(cJSON_Parse(text.c_str())); }
 
 /// A headset configuration object ("HeadsetConfigImpl" records, type 1) that
 /// lets a test choose the downgrade policy and read the protected state.
@@ -57,12 +41,6 @@ class ProbeConfig : public korrin::config::ConfigImpl {
                                         : korrin::config::ConfigImpl::supports_downgrade();
   }
 };
-
-/// The whole content of a file; empty when it cannot be read.
-inline std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 /// `texts` each prefixed with "HeadsetConfigImpl: ", as the records of a
 /// headset configuration object read.

@@ -1,24 +1,16 @@
-// Helpers for tests that read inventory documents back with cJSON. Header
-// only: the support library itself does not link cJSON, the test executables do.
+// Reading inventory documents back with cJSON. Header only: the support
+// library itself does not link cJSON, the test executables do.
 #ifndef KORRIN_TESTS_SUPPORT_INVENTORY_JSON_H
 #define KORRIN_TESTS_SUPPORT_INVENTORY_JSON_H
 
 #include <cjson/cJSON.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "support/json_tree.h"
+
 namespace korrin_test {
-
-struct JsonDeleter {
-  void operator()(cJSON* item) const { cJSON_Delete(item); }
-};
-/// An owned cJSON tree.
-using JsonTree = std::unique_ptr<cJSON, JsonDeleter>;
-
-/// Parses `text`; null when it is not JSON.
-inline JsonTree parse_json(const std::string& text) { return JsonTree(cJSON_Parse(text.c_str())); }
 
 namespace detail {
 inline void flatten_into(const cJSON* object, const std::string& prefix,
