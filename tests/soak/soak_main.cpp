@@ -114,25 +114,22 @@ bool soak(const char* name, long warmup, long count, const std::function<bool(lo
   return same;
 }
 
-std::shared_ptr<AccessoryFacts> docked_headset() {
-  auto facts = std::make_shared<AccessoryFacts>();
-  facts->model = "Zelor H-5";
-  facts->serial_number = "ZH5B2231907";
-  facts->firmware_version = "2-3-1";
-  facts->dock_serial_number = "DK-77120";
-  facts->dock_model = "Zelor Dock 5";
-  return facts;
+// The accessories the soak connects. Their facts are, in order: type,
+// vendor, model, serial number, firmware, dock serial number and model,
+// dongle model and firmware.
+std::shared_ptr<const AccessoryFacts> docked_headset() {
+  return std::make_shared<const AccessoryFacts>(AccessoryFacts{
+      1, "Zelor", "Zelor H-5", "ZH5B2231907", "2-3-1", "DK-77120", "Zelor Dock 5", "", ""});
 }
 
-std::shared_ptr<AccessoryFacts> camera() {
-  auto facts = std::make_shared<AccessoryFacts>();
-  facts->type = 2;
-  facts->model = "Zelor C-20";
-  facts->serial_number = "ZC20K009913";
-  facts->firmware_version = "7-2-0";
-  facts->dock_serial_number = "";
-  facts->dock_model = "";
-  return facts;
+std::shared_ptr<const AccessoryFacts> wireless_headset() {
+  return std::make_shared<const AccessoryFacts>(AccessoryFacts{
+      1, "Zelor", "Zelor H-7 Wireless", "ZH7W5521309", "1-8-0", "", "", "Zelor D-2", "3-0-9"});
+}
+
+std::shared_ptr<const AccessoryFacts> camera() {
+  return std::make_shared<const AccessoryFacts>(
+      AccessoryFacts{2, "Zelor", "Zelor C-20", "ZC20K009913", "7-2-0", "", "", "", ""});
 }
 
 // Headsets and cameras in turn: create, send, delete, then the dispatcher
@@ -161,15 +158,8 @@ std::string read_file(const std::string& path) {
 // The accessories connected in turn: a docked headset, a wireless headset
 // with a dongle, a camera.
 std::vector<FixedAccessory> connected_accessories() {
-  auto wireless = std::make_shared<AccessoryFacts>();
-  wireless->model = "Zelor H-7 Wireless";
-  wireless->serial_number = "ZH7W5521309";
-  wireless->firmware_version = "1-8-0";
-  wireless->dock_serial_number = "";
-  wireless->dock_model = "";
-  wireless->dongle_model = "Zelor D-2";
-  wireless->dongle_firmware_version = "3-0-9";
-  return {FixedAccessory(docked_headset()), FixedAccessory(wireless), FixedAccessory(camera())};
+  return {FixedAccessory(docked_headset()), FixedAccessory(wireless_headset()),
+          FixedAccessory(camera())};
 }
 
 // How the host answers the fetch of one cycle.
