@@ -82,6 +82,12 @@ class HostNetwork : public ::testing::Test {
     options.transfer_timeout_ms = 5000;
     return options;
   }
+  // Fetches on the caller's thread, handing the document back at once.
+  NetworkOptions sync_options() {
+    NetworkOptions options = quick_options();
+    options.sync_fetch = true;
+    return options;
+  }
 
   korrin_host_test::TempDir dir;
   korrin_test::CallLog calls;
@@ -122,9 +128,7 @@ TEST_F(HostNetwork, AnHttpFetchIsPendingAndItsDocumentIsDeliveredLater) {
 TEST_F(HostNetwork, ASyncFetchAnswersZeroWithTheWholeDocument) {
   DocumentServer server;
   ASSERT_TRUE(korrin_host_test::start_serving(server, dir.path()));
-  NetworkOptions options = quick_options();
-  options.sync_fetch = true;
-  Network network(options, &log);
+  Network network(sync_options(), &log);
   network.set_listener(&listener);
   std::string response;
   EXPECT_EQ(network.fetch(get(http_url(server, "/config.json")), response),
@@ -138,9 +142,7 @@ TEST_F(HostNetwork, ASyncFetchAnswersZeroWithTheWholeDocument) {
 TEST_F(HostNetwork, ASyncFetchThatFailsAnswersOneWithNothing) {
   DocumentServer server;
   ASSERT_TRUE(korrin_host_test::start_serving(server, dir.path()));
-  NetworkOptions options = quick_options();
-  options.sync_fetch = true;
-  Network network(options, &log);
+  Network network(sync_options(), &log);
   std::string response;
   EXPECT_EQ(network.fetch(get(http_url(server, "/missing.json")), response),
             korrin::dispatcher::FETCH_UNAVAILABLE);
