@@ -16,7 +16,7 @@ using korrin::config::HeadsetConfigImpl;
 
 void apply_config(benchmark::State& state, ApplyType type) {
   const int settings = static_cast<int>(state.range(0));
-  NullHost& host = bench_host();
+  LeanHost& host = bench_host();
   FixedAccessory accessory(connected_model());
   HeadsetConfigImpl config("acc-1", &accessory);
   if (!config.update_from_server(make_document(settings))) {

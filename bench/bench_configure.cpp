@@ -29,7 +29,7 @@ void register_pending(int accessories) {
 
 void BM_FetchAnswered(benchmark::State& state) {
   const int accessories = static_cast<int>(state.range(0));
-  NullHost& host = bench_host();
+  LeanHost& host = bench_host();
   host.network.document = make_document(kDocumentSettings);
   const std::size_t fetches_before = host.network.fetches;
   const std::size_t applied_before = host.device.applied;

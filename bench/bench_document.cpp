@@ -100,8 +100,8 @@ void BM_UpdateFromServer(benchmark::State& state) {
   const int settings = static_cast<int>(state.range(0));
   DocumentShape shape;
   const std::string document = make_document(settings, &shape);
-  NullHost& host = bench_host();
-  const std::size_t records_before = host.sink.records;
+  LeanHost& host = bench_host();
+  const std::size_t records_before = host.log.records;
   const std::size_t applied_before = host.device.applied;
   {
     FreshObjects objects(state, settings);
@@ -113,7 +113,7 @@ void BM_UpdateFromServer(benchmark::State& state) {
     }
   }  // the timer stops with the loop: destroying the last batch is not timed
   set_document_counters(state, shape);
-  report_host_work(state, host.sink.records - records_before, host.device.applied - applied_before);
+  report_host_work(state, host.log.records - records_before, host.device.applied - applied_before);
 }
 BENCHMARK(BM_UpdateFromServer)->Apply(document_sizes);
 
@@ -121,14 +121,14 @@ void BM_UpdateFromServerRepeated(benchmark::State& state) {
   const int settings = static_cast<int>(state.range(0));
   DocumentShape shape;
   const std::string document = make_document(settings, &shape);
-  NullHost& host = bench_host();
+  LeanHost& host = bench_host();
   FixedAccessory accessory(connected_model());
   HeadsetConfigImpl config("acc-1", &accessory);
   if (!config.update_from_server(document)) {
     state.SkipWithError("update_from_server refused the generated document");
     return;
   }
-  const std::size_t records_before = host.sink.records;
+  const std::size_t records_before = host.log.records;
   const std::size_t applied_before = host.device.applied;
   for (auto _ : state) {
     if (!config.update_from_server(document)) {
@@ -137,7 +137,7 @@ void BM_UpdateFromServerRepeated(benchmark::State& state) {
     }
   }
   set_document_counters(state, shape);
-  report_host_work(state, host.sink.records - records_before, host.device.applied - applied_before);
+  report_host_work(state, host.log.records - records_before, host.device.applied - applied_before);
 }
 BENCHMARK(BM_UpdateFromServerRepeated)->Apply(document_sizes);
 

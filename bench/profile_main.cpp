@@ -46,7 +46,7 @@ __attribute__((noinline)) int korrin_bench_profiled_update(HeadsetConfigImpl* co
 }
 
 __attribute__((noinline)) std::size_t korrin_bench_profiled_task(
-    korrin_bench::QueueDispatcher* dispatcher) {
+    korrin_lean::DrainedDispatcher* dispatcher) {
   return dispatcher->run_all();
 }
 
@@ -90,7 +90,7 @@ int main(int argc, char** argv) {
     std::fputs(document.c_str(), stdout);
     return 0;
   }
-  korrin_bench::NullHost& host = korrin_bench::bench_host();
+  korrin_bench::LeanHost& host = korrin_bench::bench_host();
   korrin_bench::FixedAccessory accessory(korrin_bench::connected_model());
 
   // One small document first, so one-time set-up of the standard library
@@ -115,7 +115,7 @@ int main(int argc, char** argv) {
       done += korrin_bench_profiled_update(config.get(), &document);
     }
   } else if (mode == "record") {
-    korrin::log::Logger* logger = create_logger(&host.sink, "HeadsetConfigImpl", true);
+    korrin::log::Logger* logger = create_logger(&host.log, "HeadsetConfigImpl", true);
     const std::string key = "sidetoneLevel";
     for (int i = 0; i < settings; ++i) {
       korrin_bench_profiled_record(logger, &key, 104, 1718035200.5);
@@ -151,6 +151,6 @@ int main(int argc, char** argv) {
     return usage();
   }
   std::printf("%s %d x%d: %d done, %zu records, %zu settings applied\n", mode.c_str(), settings,
-              times, done, host.sink.records, host.device.applied);
+              times, done, host.log.records, host.device.applied);
   return done == times ? 0 : 1;
 }

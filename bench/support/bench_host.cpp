@@ -2,11 +2,11 @@
 
 namespace korrin_bench {
 
-NullHost& bench_host() {
+LeanHost& bench_host() {
   // Never destroyed: library objects of a benchmark may outlive static
   // destruction order guarantees, and the process ends right after.
-  static NullHost* host = [] {
-    auto* installed = new NullHost;
+  static LeanHost* host = [] {
+    auto* installed = new LeanHost;
     installed->install();
     return installed;
   }();

@@ -2,12 +2,15 @@
 #ifndef KORRIN_BENCH_SUPPORT_BENCH_HOST_H
 #define KORRIN_BENCH_SUPPORT_BENCH_HOST_H
 
-#include "support/null_host.h"
+#include "support/lean_host.h"
 
 namespace korrin_bench {
 
-/// The installed null host; installed on first use and kept for the process.
-NullHost& bench_host();
+using korrin_lean::FixedAccessory;
+using korrin_lean::LeanHost;
+
+/// The installed lean host; installed on first use and kept for the process.
+LeanHost& bench_host();
 
 }  // namespace korrin_bench
 

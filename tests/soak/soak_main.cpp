@@ -21,12 +21,14 @@
 
 #include "heap_counter.h"
 #include "korrin/korrin.h"
-#include "soak_host.h"
+#include "support/lean_host.h"
 
 namespace {
 
+using korrin_lean::AccessoryFacts;
+using korrin_lean::FixedAccessory;
+using korrin_lean::LeanHost;
 using korrin_soak::HeapSnapshot;
-using korrin_soak::SoakHost;
 using Clock = std::chrono::steady_clock;
 
 struct Options {
@@ -112,29 +114,36 @@ bool soak(const char* name, long warmup, long count, const std::function<bool(lo
   return same;
 }
 
-std::shared_ptr<korrin_soak::AccessoryFacts> camera() {
-  auto facts = std::make_shared<korrin_soak::AccessoryFacts>();
-  facts->type = 2;
-  facts->model = "Zelor C-20";
-  facts->serial_number = "ZC20K009913";
-  facts->firmware_version = "7-2-0";
-  facts->dock_serial_number = "";
-  facts->dock_model = "";
-  return facts;
+// The accessories the soak connects. Their facts are, in order: type,
+// vendor, model, serial number, firmware, dock serial number and model,
+// dongle model and firmware.
+std::shared_ptr<const AccessoryFacts> docked_headset() {
+  return std::make_shared<const AccessoryFacts>(AccessoryFacts{
+      1, "Zelor", "Zelor H-5", "ZH5B2231907", "2-3-1", "DK-77120", "Zelor Dock 5", "", ""});
+}
+
+std::shared_ptr<const AccessoryFacts> wireless_headset() {
+  return std::make_shared<const AccessoryFacts>(AccessoryFacts{
+      1, "Zelor", "Zelor H-7 Wireless", "ZH7W5521309", "1-8-0", "", "", "Zelor D-2", "3-0-9"});
+}
+
+std::shared_ptr<const AccessoryFacts> camera() {
+  return std::make_shared<const AccessoryFacts>(
+      AccessoryFacts{2, "Zelor", "Zelor C-20", "ZC20K009913", "7-2-0", "", "", "", ""});
 }
 
 // Headsets and cameras in turn: create, send, delete, then the dispatcher
 // runs the task, which posts the document.
-bool inventory_send(SoakHost& host, long index) {
-  static const korrin_soak::SoakAccessory headset(std::make_shared<korrin_soak::AccessoryFacts>());
-  static const korrin_soak::SoakAccessory cam(camera());
-  korrin_soak::SoakAccessory accessory = index % 2 == 0 ? headset : cam;
-  const long posts_before = host.network.posts;
+bool inventory_send(LeanHost& host, long index) {
+  static const FixedAccessory headset(docked_headset());
+  static const FixedAccessory cam(camera());
+  FixedAccessory accessory = index % 2 == 0 ? headset : cam;
+  const std::size_t posts_before = host.network.posts;
 
   korrin::metrics::MetricsInterface* metric = create_metric(&accessory);
   const bool sent = metric->send();
   delete_metric(metric);
-  const int run = host.dispatcher.run_all();
+  const std::size_t run = host.dispatcher.run_all();
   return sent && run == 1 && host.network.posts == posts_before + 1 &&
          host.network.empty_posts == 0;
 }
@@ -148,17 +157,9 @@ std::string read_file(const std::string& path) {
 
 // The accessories connected in turn: a docked headset, a wireless headset
 // with a dongle, a camera.
-std::vector<korrin_soak::SoakAccessory> connected_accessories() {
-  auto wireless = std::make_shared<korrin_soak::AccessoryFacts>();
-  wireless->model = "Zelor H-7 Wireless";
-  wireless->serial_number = "ZH7W5521309";
-  wireless->firmware_version = "1-8-0";
-  wireless->dock_serial_number = "";
-  wireless->dock_model = "";
-  wireless->dongle_model = "Zelor D-2";
-  wireless->dongle_firmware_version = "3-0-9";
-  return {korrin_soak::SoakAccessory(std::make_shared<korrin_soak::AccessoryFacts>()),
-          korrin_soak::SoakAccessory(wireless), korrin_soak::SoakAccessory(camera())};
+std::vector<FixedAccessory> connected_accessories() {
+  return {FixedAccessory(docked_headset()), FixedAccessory(wireless_headset()),
+          FixedAccessory(camera())};
 }
 
 // How the host answers the fetch of one cycle.
@@ -170,13 +171,13 @@ enum class Fetch {
 };
 
 // One connect/configure/disconnect cycle of one accessory.
-bool configure_cycle(SoakHost& host, korrin::config::ConfigManagerImpl& manager,
-                     const std::vector<korrin_soak::SoakAccessory>& accessories,
-                     const std::string& document, long index) {
+bool configure_cycle(LeanHost& host, korrin::config::ConfigManagerImpl& manager,
+                     const std::vector<FixedAccessory>& accessories, const std::string& document,
+                     long index) {
   const auto& accessory = accessories[static_cast<std::size_t>(index) % accessories.size()];
   const std::string id = "acc-" + std::to_string(index % 7);
   const auto fetch = static_cast<Fetch>(index % 4);
-  const long failures_before = host.device.failures;
+  const std::size_t failures_before = host.device.failures;
 
   host.network.fetch_status = fetch == Fetch::kAtOnce        ? korrin::dispatcher::FETCH_DONE
                               : fetch == Fetch::kUnavailable ? korrin::dispatcher::FETCH_UNAVAILABLE
@@ -209,7 +210,7 @@ int main(int argc, char** argv) {
   if (!parse(argc, argv, options)) {
     return 2;
   }
-  SoakHost host;
+  LeanHost host;
   host.install();
 
   const std::string document =
@@ -219,7 +220,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   host.network.document = document;
-  const std::vector<korrin_soak::SoakAccessory> accessories = connected_accessories();
+  const std::vector<FixedAccessory> accessories = connected_accessories();
 
   // The manager lives through the whole phase; everything a cycle creates
   // must be gone when it ends.
@@ -235,10 +236,11 @@ int main(int argc, char** argv) {
        ok;
 
   std::printf(
-      "host: %ld log records (%ld errors), %ld fetches, %ld settings applied, %ld firmware "
-      "requests, %ld failures reported, %ld posts, %ld locks alive\n",
-      host.log.records, host.log.errors, host.network.fetches, host.device.settings,
-      host.device.upgrades, host.device.failures, host.network.posts, host.mutexes.live);
+      "host: %zu log records (%zu errors), %zu fetches, %zu settings applied, %zu firmware "
+      "requests, %zu failures reported, %zu posts, %zu locks alive\n",
+      host.log.records, host.log.errors, host.network.fetches, host.device.applied,
+      host.device.delegations + host.device.firmware_requests, host.device.failures,
+      host.network.posts, host.mutexes.live);
   ok = ok && host.mutexes.live == 0;
   std::printf("%s\n", ok ? "soak: passed" : "soak: FAILED");
   return ok ? 0 : 1;

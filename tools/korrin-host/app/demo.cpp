@@ -71,17 +71,7 @@ std::string format_demo_summary(const RunReport& report, const std::string& serv
   for (const AccessoryOutcome& outcome : report.accessories) {
     out << "\n" << outcome.facts.id << ": " << describe_accessory(outcome.facts) << "\n";
     out << "  result: " << outcome.status << "\n";
-    out << "  settings applied, in order:";
-    if (outcome.device.applied.empty()) {
-      out << " none\n";
-    } else {
-      out << "\n";
-      for (const AppliedSetting& setting : outcome.device.applied) {
-        out << "    " << setting.key << " (usage " << setting.usage_id << ") = " << setting.value
-            << "\n";
-      }
-    }
-    out << "  firmware: " << describe_firmware(outcome.device) << "\n";
+    out << format_settings_and_firmware(outcome.device, "  ");
     if (outcome.inventory_posts.empty()) {
       out << "  inventory: "
           << (outcome.inventory_error.empty() ? std::string("not received")
@@ -112,14 +102,7 @@ std::string format_demo_summary(const RunReport& report, const std::string& serv
   for (const std::string& note : report.notes) {
     out << "Note: " << note << "\n";
   }
-  if (report.problems.empty()) {
-    out << "\nResult: success\n";
-  } else {
-    out << "\nResult: failed (exit status " << report.exit_status << ")\n";
-    for (const std::string& problem : report.problems) {
-      out << "  - " << problem << "\n";
-    }
-  }
+  out << "\n" << format_result(report);
   return out.str();
 }
 

@@ -215,13 +215,7 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
   SystemInfo system_info(host_facts);
   InlineDispatcher dispatcher;
   MutexFactory locks;
-  korrin::Plugins table;
-  table.log = &log;
-  table.network = &network;
-  table.device = &device;
-  table.system_info = &system_info;
-  table.task_dispatcher = &dispatcher;
-  table.mutex_factory = &locks;
+  korrin::Plugins table{&log, &network, &device, &system_info, &dispatcher, &locks};
 
   const Accessory accessory(std::make_shared<const AccessoryFacts>(ready), Accessory::Clock::now(),
                             1.0);

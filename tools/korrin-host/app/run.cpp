@@ -36,14 +36,6 @@ std::string join(const std::vector<std::string>& parts, const std::string& separ
   return text;
 }
 
-std::string join_codes(const std::vector<int>& codes) {
-  std::vector<std::string> parts;
-  for (const int code : codes) {
-    parts.push_back(std::to_string(code));
-  }
-  return join(parts, ", ");
-}
-
 // Everything that can still produce work: when none of it moved between two
 // looks and all of it was idle in between, the run has nothing left to do.
 struct Activity {
@@ -259,13 +251,7 @@ RunReport run_host(const RunOptions& options, std::ostream& log_stream) {
   TaskDispatcher dispatcher(&sink, options.time_scale);
   korrin::log::Logger* logger = create_logger(&sink, "Host::Run", true);
 
-  korrin::Plugins table;
-  table.log = &sink;
-  table.network = &network;
-  table.device = &device;
-  table.system_info = &system_info;
-  table.task_dispatcher = &dispatcher;
-  table.mutex_factory = &locks;
+  korrin::Plugins table{&sink, &network, &device, &system_info, &dispatcher, &locks};
   korrin::init(table);
   korrin::config::ConfigManager* manager = korrin::config::create_config_manager();
   korrin::config::ConfigManagerImpl* manager_state =
@@ -377,17 +363,7 @@ std::string format_run_report(const RunReport& report) {
     out << "  " << facts.id << " (" << accessory_type_name(facts.type) << " " << facts.model
         << ", serial " << facts.serial_number << ", firmware " << facts.firmware_version
         << "): " << outcome.status << "\n";
-    out << "    settings applied, in order:";
-    if (outcome.device.applied.empty()) {
-      out << " none\n";
-    } else {
-      out << "\n";
-      for (const AppliedSetting& setting : outcome.device.applied) {
-        out << "      " << setting.key << " (usage " << setting.usage_id << ") = " << setting.value
-            << "\n";
-      }
-    }
-    out << "    firmware: " << describe_firmware(outcome.device) << "\n";
+    out << format_settings_and_firmware(outcome.device, "    ");
     out << "    inventory: ";
     if (!outcome.inventory_error.empty()) {
       out << "not sent: " << outcome.inventory_error << "\n";
@@ -412,14 +388,8 @@ std::string format_run_report(const RunReport& report) {
     }
     out << "\n";
   }
-  out << "  follow-user flags:";
-  if (report.follow_user.empty()) {
-    out << " none";
-  }
-  for (const auto& flag : report.follow_user) {
-    out << " " << flag.first << "=" << (flag.second ? "user" : "configured");
-  }
-  out << "\n  transfers:";
+  out << "  follow-user flags: " << describe_follow_user(report.follow_user) << "\n";
+  out << "  transfers:";
   if (report.transfers.empty()) {
     out << " none";
   }
@@ -439,15 +409,19 @@ std::string format_run_report(const RunReport& report) {
   for (const std::string& note : report.notes) {
     out << "  note: " << note << "\n";
   }
-  if (report.problems.empty()) {
-    out << "Result: success\n";
-  } else {
-    out << "Result: failed (exit status " << report.exit_status << ")\n";
-    for (const std::string& problem : report.problems) {
-      out << "  - " << problem << "\n";
-    }
-  }
+  out << format_result(report);
   return out.str();
+}
+
+std::string format_result(const RunReport& report) {
+  if (report.problems.empty()) {
+    return "Result: success\n";
+  }
+  std::string text = "Result: failed (exit status " + std::to_string(report.exit_status) + ")\n";
+  for (const std::string& problem : report.problems) {
+    text += "  - " + problem + "\n";
+  }
+  return text;
 }
 
 cJSON* run_report_to_json(const RunReport& report) {

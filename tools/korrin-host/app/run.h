@@ -100,6 +100,10 @@ RunReport run_host(const RunOptions& options, std::ostream& log_stream);
 /// The readable report printed at the end of `run`.
 std::string format_run_report(const RunReport& report);
 
+/// The verdict that ends the reports of `run` and `demo`: "Result: success",
+/// or "Result: failed (exit status N)" and a "  - " line per problem.
+std::string format_result(const RunReport& report);
+
 /// The report as a new JSON tree (the --state-out document); caller owns it.
 cJSON* run_report_to_json(const RunReport& report);
 

@@ -31,6 +31,17 @@ struct DeviceCall {
   std::string firmware_name;
   bool answer = false;
   int code = 0;
+
+  /// The call of each kind, with its members set.
+  static DeviceCall apply_setting(const std::string& accessory_id, const std::string& key,
+                                  int usage_id, const std::string& value);
+  static DeviceCall follow_user_config(int usage_id, bool follow);
+  static DeviceCall firmware_upgrade(const std::string& accessory_id,
+                                     const std::string& firmware_version,
+                                     const std::string& firmware_name, bool answer);
+  static DeviceCall delegate_upgrade(const std::string& accessory_id);
+  static DeviceCall config_failure(const std::string& accessory_id, int code);
+  static DeviceCall config_pending(const std::string& accessory_id, int code);
 };
 
 /// The call as one line, e.g. "apply_setting(hs-1, volume, 5, 7)" or

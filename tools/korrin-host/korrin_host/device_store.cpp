@@ -5,17 +5,11 @@
 #include <algorithm>
 #include <sstream>
 
+#include "korrin_host/device_calls.h"
+
 namespace korrin_host {
 
 namespace {
-
-std::string join_codes(const std::vector<int>& codes) {
-  std::string text;
-  for (const int code : codes) {
-    text += (text.empty() ? "" : ", ") + std::to_string(code);
-  }
-  return text;
-}
 
 cJSON* codes_to_json(const std::vector<int>& codes) {
   cJSON* array = cJSON_CreateArray();
@@ -47,14 +41,13 @@ void DeviceStore::apply_setting(const std::string& accessory_id, const std::stri
   const AppliedSetting setting{key, usage_id, value};
   record.applied.push_back(setting);
   record.carried[usage_id] = setting;
-  note("apply_setting(" + accessory_id + ", " + key + ", " + std::to_string(usage_id) + ", " +
-       value + ")");
+  note(describe_call(DeviceCall::apply_setting(accessory_id, key, usage_id, value)));
 }
 
 void DeviceStore::delegate_upgrade(const std::string& accessory_id) {
   std::lock_guard<std::mutex> guard(mutex_);
   ++records_[accessory_id].delegated_upgrades;
-  note("delegate_upgrade(" + accessory_id + ")");
+  note(describe_call(DeviceCall::delegate_upgrade(accessory_id)));
 }
 
 bool DeviceStore::request_firmware_upgrade(const std::string& accessory_id,
@@ -63,28 +56,28 @@ bool DeviceStore::request_firmware_upgrade(const std::string& accessory_id,
   std::lock_guard<std::mutex> guard(mutex_);
   records_[accessory_id].firmware_requests.push_back(
       FirmwareRequest{firmware_version, firmware_name, firmware_answer_});
-  note("request_firmware_upgrade(" + accessory_id + ", " + firmware_version + ", " + firmware_name +
-       ") -> " + (firmware_answer_ ? "true" : "false"));
+  note(describe_call(DeviceCall::firmware_upgrade(accessory_id, firmware_version, firmware_name,
+                                                  firmware_answer_)) +
+       " -> " + (firmware_answer_ ? "true" : "false"));
   return firmware_answer_;
 }
 
 void DeviceStore::report_config_failure(const std::string& accessory_id, int code) {
   std::lock_guard<std::mutex> guard(mutex_);
   records_[accessory_id].config_failures.push_back(code);
-  note("report_config_failure(" + accessory_id + ", " + std::to_string(code) + ")");
+  note(describe_call(DeviceCall::config_failure(accessory_id, code)));
 }
 
 void DeviceStore::report_config_pending(const std::string& accessory_id, int code) {
   std::lock_guard<std::mutex> guard(mutex_);
   records_[accessory_id].config_pending.push_back(code);
-  note("report_config_pending(" + accessory_id + ", " + std::to_string(code) + ")");
+  note(describe_call(DeviceCall::config_pending(accessory_id, code)));
 }
 
 void DeviceStore::set_follow_user_config(int usage_id, bool follow) {
   std::lock_guard<std::mutex> guard(mutex_);
   follow_user_[usage_id] = follow;
-  note("set_follow_user_config(" + std::to_string(usage_id) + ", " + (follow ? "true" : "false") +
-       ")");
+  note(describe_call(DeviceCall::follow_user_config(usage_id, follow)));
 }
 
 AccessoryRecord DeviceStore::record(const std::string& accessory_id) const {
@@ -112,6 +105,14 @@ std::vector<std::string> DeviceStore::events() const {
   return events_;
 }
 
+std::string join_codes(const std::vector<int>& codes) {
+  std::string text;
+  for (const int code : codes) {
+    text += (text.empty() ? "" : ", ") + std::to_string(code);
+  }
+  return text;
+}
+
 std::string describe_firmware(const AccessoryRecord& record) {
   std::string text;
   for (const FirmwareRequest& request : record.firmware_requests) {
@@ -126,6 +127,29 @@ std::string describe_firmware(const AccessoryRecord& record) {
     }
   }
   return text.empty() ? "no upgrade requested" : text;
+}
+
+std::string format_settings_and_firmware(const AccessoryRecord& record, const std::string& indent) {
+  std::string text = indent + "settings applied, in order:";
+  if (record.applied.empty()) {
+    text += " none\n";
+  } else {
+    text += "\n";
+    for (const AppliedSetting& setting : record.applied) {
+      text += indent + "  " + setting.key + " (usage " + std::to_string(setting.usage_id) +
+              ") = " + setting.value + "\n";
+    }
+  }
+  return text + indent + "firmware: " + describe_firmware(record) + "\n";
+}
+
+std::string describe_follow_user(const std::map<int, bool>& follow_user) {
+  std::string text;
+  for (const auto& flag : follow_user) {
+    text += (text.empty() ? "" : " ") + std::to_string(flag.first) + "=" +
+            (flag.second ? "user" : "configured");
+  }
+  return text.empty() ? "none" : text;
 }
 
 std::string DeviceStore::report(const std::vector<std::string>& order) const {
@@ -149,17 +173,7 @@ std::string DeviceStore::report(const std::vector<std::string>& order) const {
     const AccessoryRecord& record = found == records_.end() ? empty : found->second;
     out << "  " << (id.empty() ? std::string("(every waiting accessory)") : id) << "\n";
     if (!id.empty()) {
-      out << "    settings applied, in order:";
-      if (record.applied.empty()) {
-        out << " none\n";
-      } else {
-        out << "\n";
-        for (const AppliedSetting& setting : record.applied) {
-          out << "      " << setting.key << " (usage " << setting.usage_id
-              << ") = " << setting.value << "\n";
-        }
-      }
-      out << "    firmware: " << describe_firmware(record) << "\n";
+      out << format_settings_and_firmware(record, "    ");
     }
     if (!record.config_failures.empty()) {
       out << "    configuration failure reported (code " << join_codes(record.config_failures)
@@ -170,15 +184,7 @@ std::string DeviceStore::report(const std::vector<std::string>& order) const {
           << ")\n";
     }
   }
-  out << "  follow-user flags:";
-  if (follow_user_.empty()) {
-    out << " none\n";
-  } else {
-    for (const auto& flag : follow_user_) {
-      out << " " << flag.first << "=" << (flag.second ? "user" : "configured");
-    }
-    out << "\n";
-  }
+  out << "  follow-user flags: " << describe_follow_user(follow_user_) << "\n";
   return out.str();
 }
 

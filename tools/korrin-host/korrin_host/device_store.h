@@ -71,7 +71,8 @@ class DeviceStore : public korrin::DeviceControlInterface {
   std::vector<std::string> accessory_ids() const;
   /// The follow-user flag of each dual setting, by usage id.
   std::map<int, bool> follow_user() const;
-  /// Every call as a line ("apply_setting(headset-1, volume, 5, 7)"), in order.
+  /// Every call as a line, in order: describe_call() of it, and a firmware
+  /// request followed by its answer (" -> true").
   std::vector<std::string> events() const;
   /// Number of calls received; changes whenever anything is recorded.
   std::uint64_t activity() const { return activity_.load(); }
@@ -92,9 +93,20 @@ class DeviceStore : public korrin::DeviceControlInterface {
   std::atomic<std::uint64_t> activity_{0};
 };
 
+/// "1, 2": report codes as the reports list them.
+std::string join_codes(const std::vector<int>& codes);
+
 /// "upgrade to 1-3-0 requested (firmware name fw-h9), host accepted" and the
 /// like: the firmware decision the record shows, in words.
 std::string describe_firmware(const AccessoryRecord& record);
+
+/// The lines the reports show for one accessory, each starting with
+/// `indent`: "settings applied, in order:" with one line a setting (or
+/// "none"), then "firmware: " and describe_firmware().
+std::string format_settings_and_firmware(const AccessoryRecord& record, const std::string& indent);
+
+/// "12=user 21=configured" (the follow-user flag of each usage id), or "none".
+std::string describe_follow_user(const std::map<int, bool>& follow_user);
 
 }  // namespace korrin_host
 

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "host_support/input_error.h"
 #include "korrin_host/accessory.h"
 #include "korrin_host/json_input.h"
 
@@ -15,16 +16,11 @@ namespace {
 
 using korrin_host::Accessory;
 using korrin_host::AccessoryFacts;
-using korrin_host::InputError;
 using Clock = std::chrono::steady_clock;
 
 std::string parse_error(const std::string& text) {
-  try {
-    korrin_host::parse_accessories(text, "acc.json");
-  } catch (const InputError& error) {
-    return error.what();
-  }
-  return "no error";
+  return korrin_host_test::input_error_of(
+      [&] { korrin_host::parse_accessories(text, "acc.json"); });
 }
 
 AccessoryFacts only(const std::string& entry) {

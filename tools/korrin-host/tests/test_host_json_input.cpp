@@ -3,33 +3,27 @@
 
 #include <string>
 
+#include "host_support/input_error.h"
 #include "host_support/temp_dir.h"
 #include "korrin_host/json_input.h"
 
 namespace {
 
-using korrin_host::InputError;
 using korrin_host::JsonDocument;
 using korrin_host::JsonObjectReader;
 
+using korrin_host_test::input_error_of;
+
 std::string error_of(const std::string& text, const std::string& origin = "in.json") {
-  try {
-    JsonDocument document(text, origin);
-  } catch (const InputError& error) {
-    return error.what();
-  }
-  return "no error";
+  return input_error_of([&] { JsonDocument document(text, origin); });
 }
 
 std::string reader_error(const std::string& text, void (*use)(const JsonObjectReader&)) {
   JsonDocument document(text, "in.json");
-  try {
+  return input_error_of([&] {
     JsonObjectReader reader(document.root(), "in.json: thing");
     use(reader);
-  } catch (const InputError& error) {
-    return error.what();
-  }
-  return "no error";
+  });
 }
 
 TEST(HostJsonInput, LineAndColumnCountFromOne) {
@@ -56,22 +50,14 @@ TEST(HostJsonInput, TrailingTextAfterTheValueIsRejected) {
 }
 
 TEST(HostJsonInput, AMissingFileIsNamedWithTheReason) {
-  try {
-    korrin_host::read_text_file("/nonexistent/host.json");
-    FAIL() << "no error";
-  } catch (const InputError& error) {
-    EXPECT_STREQ(error.what(), "cannot read /nonexistent/host.json: No such file or directory");
-  }
+  EXPECT_EQ(input_error_of([] { korrin_host::read_text_file("/nonexistent/host.json"); }),
+            "cannot read /nonexistent/host.json: No such file or directory");
 }
 
 TEST(HostJsonInput, ADirectoryIsRefusedInsteadOfReadAsEmpty) {
   korrin_host_test::TempDir dir;
-  try {
-    korrin_host::read_text_file(dir.path());
-    FAIL() << "no error";
-  } catch (const InputError& error) {
-    EXPECT_EQ(std::string(error.what()), "cannot read " + dir.path() + ": Is a directory");
-  }
+  EXPECT_EQ(input_error_of([&] { korrin_host::read_text_file(dir.path()); }),
+            "cannot read " + dir.path() + ": Is a directory");
 }
 
 TEST(HostJsonInput, FromFileReadsAndParses) {
@@ -125,12 +111,8 @@ TEST(HostJsonInput, UnknownMembersAreRejected) {
 
 TEST(HostJsonInput, ANonObjectIsRejected) {
   JsonDocument document("[1]", "in.json");
-  try {
-    JsonObjectReader reader(document.root(), "in.json");
-    FAIL() << "no error";
-  } catch (const InputError& error) {
-    EXPECT_STREQ(error.what(), "in.json: expected a JSON object");
-  }
+  EXPECT_EQ(input_error_of([&] { JsonObjectReader reader(document.root(), "in.json"); }),
+            "in.json: expected a JSON object");
 }
 
 }  // namespace

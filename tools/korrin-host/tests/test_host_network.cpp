@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -73,11 +72,7 @@ RequestContext get(const std::string& url) {
 
 class HostNetwork : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir.write("config.json", kDocument);
-    chmod((dir.path() + "/config.json").c_str(), 0644);
-    chmod(dir.path().c_str(), 0755);
-  }
+  void SetUp() override { dir.write_readable("config.json", kDocument); }
   std::string http_url(const DocumentServer& server, const std::string& path) {
     return "http://127.0.0.1:" + std::to_string(server.port()) + path;
   }
@@ -85,6 +80,12 @@ class HostNetwork : public ::testing::Test {
     NetworkOptions options;
     options.connect_timeout_ms = 2000;
     options.transfer_timeout_ms = 5000;
+    return options;
+  }
+  // Fetches on the caller's thread, handing the document back at once.
+  NetworkOptions sync_options() {
+    NetworkOptions options = quick_options();
+    options.sync_fetch = true;
     return options;
   }
 
@@ -96,8 +97,7 @@ class HostNetwork : public ::testing::Test {
 
 TEST_F(HostNetwork, AnHttpFetchIsPendingAndItsDocumentIsDeliveredLater) {
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, dir.path()));
   Network network(quick_options(), &log);
   network.set_listener(&listener);
   std::string response = "untouched";
@@ -127,11 +127,8 @@ TEST_F(HostNetwork, AnHttpFetchIsPendingAndItsDocumentIsDeliveredLater) {
 
 TEST_F(HostNetwork, ASyncFetchAnswersZeroWithTheWholeDocument) {
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(dir.path()));
-  ASSERT_TRUE(server.start());
-  NetworkOptions options = quick_options();
-  options.sync_fetch = true;
-  Network network(options, &log);
+  ASSERT_TRUE(korrin_host_test::start_serving(server, dir.path()));
+  Network network(sync_options(), &log);
   network.set_listener(&listener);
   std::string response;
   EXPECT_EQ(network.fetch(get(http_url(server, "/config.json")), response),
@@ -144,11 +141,8 @@ TEST_F(HostNetwork, ASyncFetchAnswersZeroWithTheWholeDocument) {
 
 TEST_F(HostNetwork, ASyncFetchThatFailsAnswersOneWithNothing) {
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(dir.path()));
-  ASSERT_TRUE(server.start());
-  NetworkOptions options = quick_options();
-  options.sync_fetch = true;
-  Network network(options, &log);
+  ASSERT_TRUE(korrin_host_test::start_serving(server, dir.path()));
+  Network network(sync_options(), &log);
   std::string response;
   EXPECT_EQ(network.fetch(get(http_url(server, "/missing.json")), response),
             korrin::dispatcher::FETCH_UNAVAILABLE);
@@ -219,8 +213,7 @@ TEST_F(HostNetwork, HttpsIsVerifiedAgainstTheGivenCaFile) {
   std::string error;
   ASSERT_TRUE(korrin_host_test::make_certificate(dir.path(), certificate, key, error)) << error;
   DocumentServer server(certificate, key);
-  ASSERT_TRUE(server.serve_directory(dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, dir.path()));
   const std::string url = "https://127.0.0.1:" + std::to_string(server.port()) + "/config.json";
 
   NetworkOptions trusting = quick_options();
@@ -433,8 +426,7 @@ TEST_F(HostNetwork, WithoutAListenerAnAsyncFetchIsUnavailable) {
 
 TEST_F(HostNetwork, TransfersHappenOneAtATimeInArrivalOrder) {
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, dir.path()));
   Network network(quick_options(), &log);
   network.set_listener(&listener);
   std::string response;

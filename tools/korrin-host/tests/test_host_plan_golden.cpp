@@ -14,11 +14,10 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "cli.h"
+#include "host_support/run_main.h"
 #include "korrin_host/json_input.h"
 
 namespace {
@@ -217,27 +216,6 @@ void PrintTo(const PlanCase& test, std::ostream* out) {
   }
 }
 
-struct Outcome {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-Outcome run(const std::vector<std::string>& arguments) {
-  std::vector<const char*> argv = {"korrin-host"};
-  for (const std::string& argument : arguments) {
-    argv.push_back(argument.c_str());
-  }
-  std::ostringstream out;
-  std::ostringstream err;
-  Outcome outcome;
-  outcome.status =
-      korrin_host::korrin_host_main(static_cast<int>(argv.size()), argv.data(), out, err);
-  outcome.out = out.str();
-  outcome.err = err.str();
-  return outcome;
-}
-
 class PlanOutput : public ::testing::TestWithParam<PlanCase> {
  protected:
   // Paths in the output are relative to the source tree.
@@ -246,7 +224,7 @@ class PlanOutput : public ::testing::TestWithParam<PlanCase> {
 
 TEST_P(PlanOutput, IsExactlyTheReviewedOne) {
   const PlanCase& test = GetParam();
-  const Outcome outcome = run(test.arguments);
+  const korrin_host_test::MainResult outcome = korrin_host_test::run_main(test.arguments);
   EXPECT_EQ(outcome.status, test.exit_status);
   EXPECT_EQ(outcome.err, test.err);
   if (test.name.empty()) {

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "host_support/input_error.h"
 #include "host_support/temp_dir.h"
 #include "korrin_host/json_input.h"
 #include "korrin_host/system_info.h"
@@ -14,7 +15,6 @@
 namespace {
 
 using korrin_host::HostFacts;
-using korrin_host::InputError;
 using korrin_host::SystemInfo;
 
 std::string kernel() {
@@ -24,12 +24,8 @@ std::string kernel() {
 }
 
 std::string parse_error(const std::string& text) {
-  try {
-    korrin_host::parse_host_facts(text, "host.json");
-  } catch (const InputError& error) {
-    return error.what();
-  }
-  return "no error";
+  return korrin_host_test::input_error_of(
+      [&] { korrin_host::parse_host_facts(text, "host.json"); });
 }
 
 TEST(HostSystemInfo, TheExampleHostFileIsReadCompletely) {
@@ -151,12 +147,9 @@ TEST(HostSystemInfo, MalformedHostFilesAreRejectedWithTheirPlace) {
 }
 
 TEST(HostSystemInfo, AnUnreadableHostFileIsNamed) {
-  try {
-    korrin_host::load_host_facts("/nonexistent/host.json");
-    FAIL() << "no error";
-  } catch (const InputError& error) {
-    EXPECT_STREQ(error.what(), "cannot read /nonexistent/host.json: No such file or directory");
-  }
+  EXPECT_EQ(korrin_host_test::input_error_of(
+                [] { korrin_host::load_host_facts("/nonexistent/host.json"); }),
+            "cannot read /nonexistent/host.json: No such file or directory");
 }
 
 }  // namespace

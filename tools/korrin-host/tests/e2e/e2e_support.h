@@ -4,7 +4,6 @@
 #define KORRIN_HOST_TESTS_E2E_SUPPORT_H
 
 #include <cjson/cJSON.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <memory>
@@ -56,10 +55,8 @@ inline std::string host_file_text(const std::string& config_url, const std::stri
 class RunFiles {
  public:
   RunFiles() {
-    dir.write("office.json",
-              korrin_host::read_text_file(KORRIN_EXAMPLES_DIR "/documents/office.json"));
-    chmod(dir.path().c_str(), 0755);
-    chmod((dir.path() + "/office.json").c_str(), 0644);
+    dir.write_readable("office.json",
+                       korrin_host::read_text_file(KORRIN_EXAMPLES_DIR "/documents/office.json"));
   }
   /// Arguments of `run` for these URLs, servers and accessories.
   std::vector<std::string> run_arguments(const std::string& config_url,
@@ -77,6 +74,13 @@ class RunFiles {
             "0.01",
             "--timeout",
             "30"};
+  }
+  /// run_arguments() that fetch office.json from the HTTP server at `port`
+  /// through the one configuration server 127.0.0.1, with no inventory URL.
+  std::vector<std::string> office_arguments(int port,
+                                            const std::string& accessories = one_headset()) {
+    return run_arguments("http://{tftp}:" + std::to_string(port) + "/office.json", "",
+                         {"127.0.0.1"}, accessories);
   }
   std::string state_path() const { return dir.path() + "/state.json"; }
 

@@ -3,20 +3,21 @@
 // the command line's refusals.
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "cli.h"
 #include "demo.h"
 #include "e2e/e2e_support.h"
+#include "host_support/run_main.h"
 #include "korrin/config_manager.h"
 #include "korrin_host/fetch_listener.h"
 
 namespace {
 
 using korrin_host_test::contains;
+using korrin_host_test::MainResult;
 using korrin_host_test::ProcessResult;
+using korrin_host_test::run_main;
 using korrin_host_test::State;
 
 struct Expected {
@@ -150,37 +151,26 @@ TEST(HostDemo, TheDemoPutsItsPortIntoTheHostFilesUrls) {
 }
 
 TEST(HostCommandLine, AnUnknownLogLevelIsBadUsage) {
-  std::ostringstream out;
-  std::ostringstream err;
-  const char* argv[] = {"korrin-host", "demo", "--log-level", "chatty"};
-  EXPECT_EQ(korrin_host::korrin_host_main(4, argv, out, err), 2);
-  EXPECT_EQ(err.str(),
+  const MainResult result = run_main({"demo", "--log-level", "chatty"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err,
             "korrin-host: --log-level: unknown level 'chatty' (critical, error, warning, notice, "
             "info, debug)\n");
 }
 
 TEST(HostCommandLine, RunWithoutItsFilesIsBadUsage) {
-  std::ostringstream out;
-  std::ostringstream err;
-  const char* argv[] = {"korrin-host", "run", "--host", "h.json"};
-  EXPECT_EQ(korrin_host::korrin_host_main(4, argv, out, err), 2);
-  EXPECT_TRUE(contains(err.str(), "--accessories is required")) << err.str();
+  const MainResult result = run_main({"run", "--host", "h.json"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_TRUE(contains(result.err, "--accessories is required")) << result.err;
 }
 
-TEST(HostCommandLine, ACommandIsRequired) {
-  std::ostringstream out;
-  std::ostringstream err;
-  const char* argv[] = {"korrin-host"};
-  EXPECT_EQ(korrin_host::korrin_host_main(1, argv, out, err), 2);
-}
+TEST(HostCommandLine, ACommandIsRequired) { EXPECT_EQ(run_main({}).status, 2); }
 
 TEST(HostCommandLine, HelpIsNotAnError) {
-  std::ostringstream out;
-  std::ostringstream err;
-  const char* argv[] = {"korrin-host", "run", "--help"};
-  EXPECT_EQ(korrin_host::korrin_host_main(3, argv, out, err), 0);
-  EXPECT_TRUE(contains(out.str(), "--time-scale")) << out.str();
-  EXPECT_TRUE(contains(out.str(), "--ca-file")) << out.str();
+  const MainResult result = run_main({"run", "--help"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(contains(result.out, "--time-scale")) << result.out;
+  EXPECT_TRUE(contains(result.out, "--ca-file")) << result.out;
 }
 
 // Records what the manager's completions receive.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "e2e/e2e_support.h"
+#include "host_support/servers.h"
 #include "korrin_host/document_server.h"
 
 namespace {
@@ -46,6 +47,37 @@ bool start_three(std::vector<std::unique_ptr<DocumentServer>>& servers, int& por
     }
   }
   return false;
+}
+
+// Runs with `options` after the run's own and a time-out of one second,
+// against a server that holds the fetch until the run has ended.
+void run_with_held_fetch(RunFiles& files, const std::vector<std::string>& options,
+                         ProcessResult& result) {
+  DocumentServer server;
+  server.hold_requests();
+  ASSERT_TRUE(server.start());
+  std::vector<std::string> arguments = files.office_arguments(server.port());
+  arguments.back() = "1";  // --timeout 1
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  result = korrin_host_test::run_korrin_host(arguments);
+  server.release_requests();
+}
+
+// What a run stopped by its time-out during the fetch leaves behind: exit
+// status 3 without waiting for the transfer, the fetch cancelled, no lock
+// and no accessory copy alive. The fetch's record, or null.
+const cJSON* expect_timed_out_during_the_fetch(const ProcessResult& result, const State& state) {
+  EXPECT_EQ(result.exit_code, 3) << result.out << result.err;
+  EXPECT_LT(result.seconds, 10.0);
+  EXPECT_EQ(state.number({"locksAlive"}), 0);
+  EXPECT_EQ(state.number({"accessoryCopiesAlive"}), 0);
+  const std::vector<const cJSON*> fetches = state.transfers_of("fetch");
+  EXPECT_EQ(fetches.size(), 1u);
+  if (fetches.size() != 1) {
+    return nullptr;
+  }
+  EXPECT_TRUE(cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(fetches[0], "cancelled")));
+  return fetches[0];
 }
 
 void expect_retried_against_each_server(const State& state, const std::string& port) {
@@ -124,49 +156,24 @@ TEST(HostEndToEndFailures, RefusedConnectionsAreRetriedAndEndInTheFailureReport)
 
 TEST(HostEndToEndFailures, ATimeOutWhileAFetchIsPendingShutsDownCleanly) {
   RunFiles files;
-  DocumentServer server;
-  server.hold_requests();
-  ASSERT_TRUE(server.start());
-  std::vector<std::string> arguments = files.run_arguments(
-      "http://{tftp}:" + std::to_string(server.port()) + "/office.json", "", {"127.0.0.1"});
-  arguments.back() = "1";  // --timeout 1
-  arguments.push_back("--no-inventory");
-  const ProcessResult result = korrin_host_test::run_korrin_host(arguments);
-  server.release_requests();
-  EXPECT_EQ(result.exit_code, 3) << result.out << result.err;
-  EXPECT_LT(result.seconds, 10.0);
+  ProcessResult result;
+  ASSERT_NO_FATAL_FAILURE(run_with_held_fetch(files, {"--no-inventory"}, result));
   const State state(files.state_path());
   EXPECT_TRUE(cJSON_IsTrue(state.at({"timedOut"})));
   EXPECT_EQ(state.strings({"problems"}).at(0),
             "timed out after 1 s waiting for a configure request in progress, a network transfer");
   EXPECT_EQ(state.status("hs-1"), "waiting: the configure request had not ended");
-  const std::vector<const cJSON*> fetches = state.transfers_of("fetch");
-  ASSERT_EQ(fetches.size(), 1u);
-  EXPECT_TRUE(cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(fetches[0], "cancelled")));
-  EXPECT_FALSE(cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(fetches[0], "delivered")));
-  EXPECT_EQ(state.number({"locksAlive"}), 0);
-  EXPECT_EQ(state.number({"accessoryCopiesAlive"}), 0);
+  const cJSON* fetch = expect_timed_out_during_the_fetch(result, state);
+  ASSERT_NE(fetch, nullptr);
+  EXPECT_FALSE(cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(fetch, "delivered")));
 }
 
 TEST(HostEndToEndFailures, ATimeOutDuringASyncFetchDoesNotWaitForTheTransfer) {
   RunFiles files;
-  DocumentServer server;
-  server.hold_requests();
-  ASSERT_TRUE(server.start());
-  std::vector<std::string> arguments = files.run_arguments(
-      "http://{tftp}:" + std::to_string(server.port()) + "/office.json", "", {"127.0.0.1"});
-  arguments.back() = "1";  // --timeout 1; the transfer itself may take 30 s
-  arguments.insert(arguments.end(), {"--sync-fetch", "--no-inventory"});
-  const ProcessResult result = korrin_host_test::run_korrin_host(arguments);
-  server.release_requests();
-  EXPECT_EQ(result.exit_code, 3) << result.out << result.err;
-  EXPECT_LT(result.seconds, 10.0);
-  const State state(files.state_path());
-  const std::vector<const cJSON*> fetches = state.transfers_of("fetch");
-  ASSERT_EQ(fetches.size(), 1u);
-  EXPECT_TRUE(cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(fetches[0], "cancelled")));
-  EXPECT_EQ(state.number({"locksAlive"}), 0);
-  EXPECT_EQ(state.number({"accessoryCopiesAlive"}), 0);
+  ProcessResult result;
+  // The transfer itself may take 30 s.
+  ASSERT_NO_FATAL_FAILURE(run_with_held_fetch(files, {"--sync-fetch", "--no-inventory"}, result));
+  expect_timed_out_during_the_fetch(result, State(files.state_path()));
 }
 
 TEST(HostEndToEndFailures, SigtermWhileAFetchIsPendingShutsDownCleanly) {
@@ -175,8 +182,7 @@ TEST(HostEndToEndFailures, SigtermWhileAFetchIsPendingShutsDownCleanly) {
   server.hold_requests();
   ASSERT_TRUE(server.start());
   std::vector<std::string> argv = {KORRIN_HOST_BINARY};
-  const std::vector<std::string> arguments = files.run_arguments(
-      "http://{tftp}:" + std::to_string(server.port()) + "/office.json", "", {"127.0.0.1"});
+  const std::vector<std::string> arguments = files.office_arguments(server.port());
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   korrin_host_test::BackgroundProcess host;
   ASSERT_TRUE(host.start(argv, files.dir.path() + "/output.txt"));
@@ -196,14 +202,11 @@ TEST(HostEndToEndFailures, SigtermWhileAFetchIsPendingShutsDownCleanly) {
 TEST(HostEndToEndFailures, AnAccessoryThatIsNotReadyYetIsConfiguredOnceItIs) {
   RunFiles files;
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
   // Ready 20 s (here 0.2 s) after connection: the library asks again every 6 s (0.06 s).
   const std::string accessory = R"([{"id": "hs-1", "type": 1, "vendor": "Zelor",
       "model": "Zelor H-9", "serial": "ZH9C0007A1", "firmware": "5-0-2", "configReady": 20}])";
-  std::vector<std::string> arguments =
-      files.run_arguments("http://{tftp}:" + std::to_string(server.port()) + "/office.json", "",
-                          {"127.0.0.1"}, accessory);
+  std::vector<std::string> arguments = files.office_arguments(server.port(), accessory);
   arguments.push_back("--no-inventory");
   const ProcessResult result = korrin_host_test::run_korrin_host(arguments);
   ASSERT_EQ(result.exit_code, 0) << result.out << result.err;
@@ -216,8 +219,7 @@ TEST(HostEndToEndFailures, AnAccessoryThatIsNotReadyYetIsConfiguredOnceItIs) {
 TEST(HostEndToEndFailures, AnAccessoryTheLibraryDoesNotTakeFailsTheRun) {
   RunFiles files;
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
   const std::string port = std::to_string(server.port());
   const std::string accessories = R"([{"id": "spk-1", "type": 3, "model": "Speaker"}])";
   const ProcessResult result = korrin_host_test::run_korrin_host(
@@ -238,13 +240,10 @@ TEST(HostEndToEndFailures, AnAccessoryTheLibraryDoesNotTakeFailsTheRun) {
 TEST(HostEndToEndFailures, ADocumentWithoutTheAccessorysModelIsReportedAsAFailure) {
   RunFiles files;
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
   const std::string accessory =
       R"([{"id": "hs-x", "type": 1, "vendor": "Other", "model": "Other M1", "serial": "M1-1"}])";
-  std::vector<std::string> arguments =
-      files.run_arguments("http://{tftp}:" + std::to_string(server.port()) + "/office.json", "",
-                          {"127.0.0.1"}, accessory);
+  std::vector<std::string> arguments = files.office_arguments(server.port(), accessory);
   arguments.push_back("--no-inventory");
   const ProcessResult result = korrin_host_test::run_korrin_host(arguments);
   EXPECT_EQ(result.exit_code, 1) << result.out << result.err;
@@ -258,8 +257,7 @@ TEST(HostEndToEndFailures, ADocumentWithoutTheAccessorysModelIsReportedAsAFailur
 TEST(HostEndToEndFailures, ASyncFetchThatFailsIsReportedWithoutRetries) {
   RunFiles files;
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
   std::vector<std::string> arguments = files.run_arguments(
       "http://{tftp}:" + std::to_string(server.port()) + "/absent.json", "", kThreeServers);
   arguments.insert(arguments.end(), {"--sync-fetch", "--no-inventory"});

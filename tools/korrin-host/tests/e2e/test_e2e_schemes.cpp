@@ -38,8 +38,7 @@ std::string without_time(const std::string& document, double& time) {
 TEST(HostEndToEnd, HttpFetchConfiguresTheAccessoryAndTheInventoryIsPostedAsJson) {
   RunFiles files;
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
   const std::string port = port_of(server);
   const double before = static_cast<double>(std::time(nullptr));
   const ProcessResult result = korrin_host_test::run_korrin_host(
@@ -87,8 +86,7 @@ TEST(HostEndToEnd, HttpsFetchIsTrustedThroughTheCaFileOnly) {
   ASSERT_TRUE(korrin_host_test::make_certificate(files.dir.path(), certificate, key, error))
       << error;
   DocumentServer server(certificate, key);
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
   const std::string url = "https://{tftp}:" + port_of(server) + "/office.json";
 
   std::vector<std::string> trusting = files.run_arguments(url, "", {"127.0.0.1"});
@@ -150,10 +148,8 @@ TEST(HostEndToEnd, ATftpTemplateIsFetchedFromARealTftpServer) {
 TEST(HostEndToEnd, ASyncFetchHandsTheDocumentBackAtOnce) {
   RunFiles files;
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
-  std::vector<std::string> arguments =
-      files.run_arguments("http://{tftp}:" + port_of(server) + "/office.json", "", {"127.0.0.1"});
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
+  std::vector<std::string> arguments = files.office_arguments(server.port());
   arguments.insert(arguments.end(), {"--sync-fetch", "--no-inventory"});
   const ProcessResult result = korrin_host_test::run_korrin_host(arguments);
   ASSERT_EQ(result.exit_code, 0) << result.out << result.err;
@@ -170,10 +166,8 @@ TEST(HostEndToEnd, ASyncFetchHandsTheDocumentBackAtOnce) {
 TEST(HostEndToEnd, TheDeviceAnswerToAFirmwareRequestIsRecorded) {
   RunFiles files;
   DocumentServer server;
-  ASSERT_TRUE(server.serve_directory(files.dir.path()));
-  ASSERT_TRUE(server.start());
-  std::vector<std::string> arguments =
-      files.run_arguments("http://{tftp}:" + port_of(server) + "/office.json", "", {"127.0.0.1"});
+  ASSERT_TRUE(korrin_host_test::start_serving(server, files.dir.path()));
+  std::vector<std::string> arguments = files.office_arguments(server.port());
   arguments.insert(arguments.end(), {"--refuse-firmware", "--no-inventory"});
   const ProcessResult result = korrin_host_test::run_korrin_host(arguments);
   ASSERT_EQ(result.exit_code, 0) << result.out << result.err;

@@ -9,6 +9,8 @@
 #include <chrono>
 #include <thread>
 
+#include "korrin_host/document_server.h"
+
 namespace korrin_host_test {
 
 namespace {
@@ -30,6 +32,10 @@ bool udp_port_taken(int port) {
 }
 
 }  // namespace
+
+bool start_serving(korrin_host::DocumentServer& server, const std::string& directory) {
+  return server.serve_directory(directory) && server.start();
+}
 
 bool TftpServer::start(const std::string& directory, std::string& error) {
   if (access(kTftpServer, X_OK) != 0) {

@@ -1,5 +1,6 @@
-// Servers the host tests start on 127.0.0.1: a TFTP server (Debian's
-// in.tftpd in the foreground) and a certificate for the HTTPS server.
+// Servers the host tests start on 127.0.0.1: the document server serving a
+// directory, a TFTP server (Debian's in.tftpd in the foreground) and a
+// certificate for the HTTPS server.
 #ifndef KORRIN_HOST_TESTS_SERVERS_H
 #define KORRIN_HOST_TESTS_SERVERS_H
 
@@ -7,7 +8,15 @@
 
 #include "host_support/process.h"
 
+namespace korrin_host {
+class DocumentServer;
+}
+
 namespace korrin_host_test {
+
+/// Starts `server` on 127.0.0.1, on any free port, serving the files under
+/// `directory`; false when it cannot.
+bool start_serving(korrin_host::DocumentServer& server, const std::string& directory);
 
 /// in.tftpd serving one directory on an unprivileged loopback UDP port.
 class TftpServer {

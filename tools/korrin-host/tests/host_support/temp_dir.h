@@ -3,6 +3,7 @@
 #define KORRIN_HOST_TESTS_TEMP_DIR_H
 
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <stdexcept>
@@ -39,6 +40,14 @@ class TempDir {
     if (!out) {
       throw std::runtime_error("cannot write " + file);
     }
+    return file;
+  }
+  /// write() for a file every user may read, in a directory every user may
+  /// enter: in.tftpd serves files as an unprivileged user.
+  std::string write_readable(const std::string& name, const std::string& content) const {
+    const std::string file = write(name, content);
+    chmod(path_.c_str(), 0755);
+    chmod(file.c_str(), 0644);
     return file;
   }
   std::string read(const std::string& name) const {

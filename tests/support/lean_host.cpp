@@ -1,9 +1,13 @@
-#include "soak_host.h"
+#include "support/lean_host.h"
 
-namespace korrin_soak {
+#include <iterator>
+#include <mutex>
 
-void CountingSink::write_record(korrin::log::LogLevel level, const std::string& /*text*/) {
+namespace korrin_lean {
+
+void CountingSink::write_record(korrin::log::LogLevel level, const std::string& text) {
   ++records;
+  characters += text.size();
   if (level <= korrin::log::error) {
     ++errors;
   }
@@ -27,13 +31,13 @@ int ScriptedNetwork::fetch(const korrin::dispatcher::RequestContext& /*request*/
 
 void CountingDevice::apply_setting(const std::string& /*accessory_id*/, const std::string& /*key*/,
                                    int /*usage_id*/, const std::string& /*value*/) {
-  ++settings;
+  ++applied;
 }
-void CountingDevice::delegate_upgrade(const std::string& /*accessory_id*/) { ++upgrades; }
+void CountingDevice::delegate_upgrade(const std::string& /*accessory_id*/) { ++delegations; }
 bool CountingDevice::request_firmware_upgrade(const std::string& /*accessory_id*/,
                                               const std::string& /*firmware_version*/,
                                               const std::string& /*firmware_name*/) {
-  ++upgrades;
+  ++firmware_requests;
   return true;
 }
 void CountingDevice::report_config_failure(const std::string& /*accessory_id*/, int /*code*/) {
@@ -42,14 +46,29 @@ void CountingDevice::report_config_failure(const std::string& /*accessory_id*/, 
 void CountingDevice::report_config_pending(const std::string& /*accessory_id*/, int /*code*/) {
   ++pending;
 }
-void CountingDevice::set_follow_user_config(int /*usage_id*/, bool /*follow*/) {}
+void CountingDevice::set_follow_user_config(int /*usage_id*/, bool /*follow*/) { ++follow_calls; }
 
-std::string FixedSystemInfo::get_config_server(int attempt) {
-  return attempt >= 0 && attempt < 3 ? "10.0.0." + std::to_string(5 + attempt) : std::string();
+namespace {
+const char* const kConfigServers[] = {"fd00::1", "config.example.test"};
+}  // namespace
+
+std::string FixedSystemInfo::get_client() { return "lean-host"; }
+std::string FixedSystemInfo::get_device_name() { return "lean-desk"; }
+std::string FixedSystemInfo::get_serial_number() { return "HOST-0001"; }
+std::string FixedSystemInfo::get_model() { return "Lean Host"; }
+std::string FixedSystemInfo::get_firmware_version() { return "1-0-0"; }
+std::string FixedSystemInfo::get_user_id() { return "lean-user"; }
+std::string FixedSystemInfo::get_host_os_version() { return "Debian 12"; }
+std::string FixedSystemInfo::get_config_url_template() {
+  return "https://{tftp}/config/{userid}.json";
 }
-
+std::string FixedSystemInfo::get_inventory_url() { return "https://{qelm}/inventory"; }
+std::string FixedSystemInfo::get_config_server(int attempt) {
+  const int servers = static_cast<int>(std::size(kConfigServers));
+  return attempt >= 0 && attempt < servers ? kConfigServers[attempt] : std::string();
+}
 std::vector<std::string> FixedSystemInfo::get_config_servers() {
-  return {"10.0.0.5", "10.0.0.6", "10.0.0.7"};
+  return {std::begin(kConfigServers), std::end(kConfigServers)};
 }
 
 void DrainedDispatcher::add_task(TaskFunction task, void* context,
@@ -61,8 +80,8 @@ void DrainedDispatcher::add_task(TaskFunction task, void* context,
   queue_.push_back(std::move(entry));
 }
 
-int DrainedDispatcher::run_all() {
-  int run = 0;
+std::size_t DrainedDispatcher::run_all() {
+  std::size_t run = 0;
   // A task that keeps deferring is asked again a bounded number of times.
   for (int checks = 0; !queue_.empty() && checks < 1000; ++checks) {
     Entry entry = std::move(queue_.front());
@@ -81,12 +100,26 @@ int DrainedDispatcher::run_all() {
   return run;
 }
 
+namespace {
+
+template <typename Mutex>
+class StdLock : public korrin::MutexInterface {
+ public:
+  void lock() override { mutex_.lock(); }
+  void unlock() override { mutex_.unlock(); }
+
+ private:
+  Mutex mutex_;
+};
+
+}  // namespace
+
 korrin::MutexInterface* StdMutexFactory::create_mutex(bool recursive) {
   ++live;
   if (recursive) {
-    return new StdRecursiveMutex();
+    return new StdLock<std::recursive_mutex>;
   }
-  return new StdMutex();
+  return new StdLock<std::mutex>;
 }
 
 void StdMutexFactory::destroy_mutex(korrin::MutexInterface* mutex) {
@@ -96,7 +129,16 @@ void StdMutexFactory::destroy_mutex(korrin::MutexInterface* mutex) {
   delete mutex;
 }
 
-void SoakHost::install() {
+FixedAccessory::FixedAccessory(std::shared_ptr<const AccessoryFacts> facts)
+    : facts_(std::move(facts)) {}
+
+FixedAccessory::FixedAccessory(std::string model) {
+  auto facts = std::make_shared<AccessoryFacts>();
+  facts->model = std::move(model);
+  facts_ = std::move(facts);
+}
+
+void LeanHost::install() {
   korrin::Plugins table;
   table.log = &log;
   table.network = &network;
@@ -107,4 +149,4 @@ void SoakHost::install() {
   korrin::init(table);
 }
 
-}  // namespace korrin_soak
+}  // namespace korrin_lean
