@@ -14,18 +14,18 @@ namespace {
 std::atomic<long long> live_bytes{0};
 std::atomic<long long> live_blocks{0};
 
-void* counted(void* block) {
-  if (block == nullptr) {
-    throw std::bad_alloc();
+// Counts a block malloc made; passes a failed allocation on as nullptr.
+void* counted(void* block) noexcept {
+  if (block != nullptr) {
+    live_bytes += static_cast<long long>(malloc_usable_size(block));
+    ++live_blocks;
   }
-  live_bytes += static_cast<long long>(malloc_usable_size(block));
-  ++live_blocks;
   return block;
 }
 
-void* allocate(std::size_t size) { return counted(std::malloc(size == 0 ? 1 : size)); }
+void* allocate(std::size_t size) noexcept { return counted(std::malloc(size == 0 ? 1 : size)); }
 
-void* allocate_aligned(std::size_t size, std::align_val_t alignment) {
+void* allocate_aligned(std::size_t size, std::align_val_t alignment) noexcept {
   std::size_t align = static_cast<std::size_t>(alignment);
   if (align < sizeof(void*)) {
     align = sizeof(void*);
@@ -35,6 +35,14 @@ void* allocate_aligned(std::size_t size, std::align_val_t alignment) {
     block = nullptr;
   }
   return counted(block);
+}
+
+// The throwing forms report a failed allocation with std::bad_alloc.
+void* or_bad_alloc(void* block) {
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  return block;
 }
 
 void release(void* block) noexcept {
@@ -60,43 +68,27 @@ HeapSnapshot heap_now() {
 
 }  // namespace korrin_soak
 
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
+void* operator new(std::size_t size) { return or_bad_alloc(allocate(size)); }
+void* operator new[](std::size_t size) { return or_bad_alloc(allocate(size)); }
 void* operator new(std::size_t size, std::align_val_t alignment) {
-  return allocate_aligned(size, alignment);
+  return or_bad_alloc(allocate_aligned(size, alignment));
 }
 void* operator new[](std::size_t size, std::align_val_t alignment) {
-  return allocate_aligned(size, alignment);
+  return or_bad_alloc(allocate_aligned(size, alignment));
 }
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  try {
-    return allocate(size);
-  } catch (...) {
-    return nullptr;
-  }
+  return allocate(size);
 }
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  try {
-    return allocate(size);
-  } catch (...) {
-    return nullptr;
-  }
+  return allocate(size);
 }
 void* operator new(std::size_t size, std::align_val_t alignment,
                    const std::nothrow_t& /*tag*/) noexcept {
-  try {
-    return allocate_aligned(size, alignment);
-  } catch (...) {
-    return nullptr;
-  }
+  return allocate_aligned(size, alignment);
 }
 void* operator new[](std::size_t size, std::align_val_t alignment,
                      const std::nothrow_t& /*tag*/) noexcept {
-  try {
-    return allocate_aligned(size, alignment);
-  } catch (...) {
-    return nullptr;
-  }
+  return allocate_aligned(size, alignment);
 }
 
 void operator delete(void* block) noexcept { release(block); }

@@ -12,15 +12,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "heap_counter.h"
 #include "korrin/korrin.h"
+#include "support/example_files.h"
 #include "support/lean_host.h"
 
 namespace {
@@ -148,13 +147,6 @@ bool inventory_send(LeanHost& host, long index) {
          host.network.empty_posts == 0;
 }
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 // The accessories connected in turn: a docked headset, a wireless headset
 // with a dongle, a camera.
 std::vector<FixedAccessory> connected_accessories() {
@@ -213,8 +205,7 @@ int main(int argc, char** argv) {
   LeanHost host;
   host.install();
 
-  const std::string document =
-      read_file(std::string(KORRIN_EXAMPLES_DIR) + "/documents/headset_fleet.json");
+  const std::string document = korrin_test::read_example_document("headset_fleet.json");
   if (document.empty()) {
     std::printf("soak: cannot read the example document\n");
     return 2;
