@@ -22,7 +22,12 @@ korrin_plan::PlanReport run_plan(const PlanOptions& options, std::ostream& log_s
   if (options.previous_time_given) {
     request.previous_time = options.previous_time;
   }
+  if (!options.previous_file.empty()) {
+    request.previous_document_name = options.previous_file;
+    request.previous_document = read_text_file(options.previous_file);
+  }
   request.no_url_template = options.no_url_template;
+  request.strict = options.strict;
   request.config_url_template =
       "file://" + std::filesystem::absolute(options.document_file).lexically_normal().string();
 

@@ -29,6 +29,10 @@ struct PlanOptions {
   PlanFormat format = PlanFormat::kText;
   /// Plan as a host without a configuration URL template.
   bool no_url_template = false;
+  /// An earlier document to compare with (--previous).
+  std::string previous_file;
+  /// Any finding of severity warning or error fails the run (--strict).
+  bool strict = false;
   /// Copy the library's records to the log stream, up to this level.
   bool log_records = false;
   korrin::log::LogLevel log_level = korrin::log::warning;
