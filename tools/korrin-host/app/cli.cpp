@@ -116,16 +116,6 @@ void add_plan_command(CLI::App& app, PlanCommand& plan) {
                       "Also write the library's records to standard error, up to this level");
 }
 
-// Colour for --color=auto: only when standard output is a terminal, the
-// stream is standard output itself, and NO_COLOR is not set (to anything).
-bool colour_wanted(const std::ostream& out) {
-  const char* no_color = std::getenv("NO_COLOR");
-  if (no_color != nullptr && no_color[0] != '\0') {
-    return false;
-  }
-  return &out == &std::cout && isatty(STDOUT_FILENO) == 1;
-}
-
 int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
   PlanOptions& options = plan.options;
   if (options.accessory_files.empty() && options.fleet_file.empty()) {
@@ -152,7 +142,9 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
   }
   korrin_plan::TextOptions text;
   text.summary_only = plan.summary;
-  text.color = plan.color == "always" || (plan.color == "auto" && colour_wanted(out));
+  // Only the program's own standard output can be a terminal.
+  const bool terminal = &out == &std::cout && isatty(STDOUT_FILENO) == 1;
+  text.color = plan_colour(plan.color, terminal, std::getenv("NO_COLOR"));
   out << (options.format == PlanFormat::kJson ? korrin_plan::format_plan_json(report)
                                               : korrin_plan::format_plan_text(report, text));
   std::string refused;

@@ -8,6 +8,16 @@
 
 namespace korrin_host {
 
+bool plan_colour(const std::string& color_option, bool terminal, const char* no_color) {
+  if (color_option == "always") {
+    return true;
+  }
+  if (color_option != "auto") {
+    return false;
+  }
+  return terminal && (no_color == nullptr || no_color[0] == '\0');
+}
+
 korrin_plan::PlanReport run_plan(const PlanOptions& options, std::ostream& log_stream) {
   korrin_plan::PlanRequest request;
   request.document_name = options.document_file;

@@ -38,6 +38,11 @@ struct PlanOptions {
   korrin::log::LogLevel log_level = korrin::log::warning;
 };
 
+/// Whether text output is coloured: `color_option` is the --color value
+/// ("always", "never" or "auto"); "auto" colours only on a terminal and only
+/// when `no_color` (the NO_COLOR variable, null when unset) is unset or empty.
+bool plan_colour(const std::string& color_option, bool terminal, const char* no_color);
+
 /// Reads the input files and plans every accessory. Throws InputError for
 /// an unreadable or malformed input file and for an empty accessory list.
 korrin_plan::PlanReport run_plan(const PlanOptions& options, std::ostream& log_stream);
