@@ -20,7 +20,6 @@ using korrin_host::Accessory;
 using korrin_host::DeviceCallLog;
 using korrin_host::DocumentNetwork;
 using korrin_host::InlineDispatcher;
-using korrin_host::LogCapture;
 using korrin_host::MutexFactory;
 using korrin_host::Readiness;
 using korrin_host::RequestRecord;
@@ -160,6 +159,39 @@ class PlanSystemInfo : public korrin::SystemInfoInterface {
 
  private:
   const std::string config_url_template_;
+};
+
+// The plan's log sink. It keeps only the records that look like problems
+// (is_warning): a large document makes the library log several debug
+// records per setting, and keeping those would cost more than the plan.
+// Every record still goes on to `forward` when one is given.
+class ProblemCapture : public korrin::log::HostLogInterface {
+ public:
+  explicit ProblemCapture(korrin::log::HostLogInterface* forward) : forward_(forward) {}
+
+  void write_record(korrin::log::LogLevel level, const std::string& text) override {
+    try {
+      LogRecord record{level, text};
+      if (is_warning(record)) {
+        kept_.push_back(std::move(record));
+      }
+      if (forward_ != nullptr) {
+        forward_->write_record(level, text);
+      }
+    } catch (...) {
+      // Losing one record is better than ending the process from a destructor.
+    }
+  }
+
+  /// A mark to ask for the records kept since.
+  std::size_t size() const { return kept_.size(); }
+  std::vector<LogRecord> records_since(std::size_t mark) const {
+    return std::vector<LogRecord>(kept_.begin() + static_cast<std::ptrdiff_t>(mark), kept_.end());
+  }
+
+ private:
+  korrin::log::HostLogInterface* forward_;
+  std::vector<LogRecord> kept_;
 };
 
 // The library's global state lives from init() to this guard's end: the
@@ -325,7 +357,7 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
   ready.config_ready = Readiness();
   ready.inventory_ready = Readiness();
 
-  LogCapture log(host.log_forward);
+  ProblemCapture log(host.log_forward);
   DocumentNetwork network(document);
   DeviceCallLog device;
   PlanSystemInfo system_info(host.config_url_template);
