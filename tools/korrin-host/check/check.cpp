@@ -266,12 +266,13 @@ std::vector<Finding> Checker::run() {
   const char* error_position = tree == nullptr ? cJSON_GetErrorPtr() : nullptr;
   cJSON_Delete(tree);
   const json::ParseResult parsed = json::parse(text);
-  const std::string unreadable = "the library cannot read the document: nothing is configured and "
-                                 "no firmware is decided";
+  const std::string unreadable =
+      "the library cannot read the document: nothing is configured and "
+      "no firmware is decided";
   if (tree == nullptr) {
     if (!parsed.ok) {
-      add("K003", Severity::kError, parsed.error_offset, "",
-          "JSON syntax error: " + parsed.error, unreadable);
+      add("K003", Severity::kError, parsed.error_offset, "", "JSON syntax error: " + parsed.error,
+          unreadable);
     } else {
       std::size_t offset = 0;
       if (error_position != nullptr && error_position >= text.c_str() &&
@@ -313,7 +314,7 @@ bool Checker::check_text(std::string& text) {
   }
   for (std::size_t i = 0; i < text.size();) {
     const auto lead = static_cast<unsigned char>(text[i]);
-    std::size_t length = lead < 0x80                    ? 1
+    std::size_t length = lead < 0x80                      ? 1
                          : (lead >= 0xC2 && lead <= 0xDF) ? 2
                          : (lead >= 0xE0 && lead <= 0xEF) ? 3
                          : (lead >= 0xF0 && lead <= 0xF4) ? 4
@@ -370,17 +371,16 @@ void Checker::check_structure(const Node& root) {
   }
 
   if (root.kind != Kind::kObject) {
-    const std::string what = std::string("the document's root is ") + json::kind_name(root.kind) +
-                             ", not an object";
+    const std::string what =
+        std::string("the document's root is ") + json::kind_name(root.kind) + ", not an object";
     if (holder == nullptr) {
-      add("K004", Severity::kError, root.offset, "", what,
-          "the library finds no template in it: nothing is configured and no firmware is "
-          "decided");
-      return;
+      add("K004", Severity::kWarning, root.offset, "", what,
+          "the library looks for the template in its first element only, and finds none");
+    } else {
+      add("K004", Severity::kWarning, root.offset, "", what,
+          "the library looks into the first element and takes the template it finds at " +
+              holder_pointer);
     }
-    add("K004", Severity::kWarning, root.offset, "", what,
-        "the library looks into the first element and takes the template it finds at " +
-            holder_pointer);
   }
   if (holder == nullptr) {
     add("K105", Severity::kError, root.offset, "",
@@ -398,8 +398,8 @@ void Checker::check_structure(const Node& root) {
   if (found != &first) {
     std::string effect;
     if (first.kind == Kind::kObject) {
-      effect = "the library reads the first member " + quoted(first.key) +
-               " as the template instead";
+      effect =
+          "the library reads the first member " + quoted(first.key) + " as the template instead";
     } else {
       effect = "the library reads the first member " + quoted(first.key) +
                " instead: no settings are stored and no firmware is decided";
@@ -410,7 +410,7 @@ void Checker::check_structure(const Node& root) {
         effect);
   }
   if (found->kind != Kind::kObject) {
-    add("K106", Severity::kError, found->offset, found_pointer,
+    add("K104", Severity::kError, found->offset, found_pointer,
         quoted(found->key) + " is " + json::kind_name(found->kind) + ", not an object",
         "the library finds no settings and no firmware in it: nothing is stored and no "
         "firmware is decided");
@@ -449,11 +449,12 @@ void Checker::check_member_names(const Node& node, Place place, const std::strin
     seen.emplace(name, &child);
     if (match != nullptr) {
       if (child.key != *match) {
-        add("K102", Severity::kWarning, child.key_offset, member_pointer,
+        add("K102", Severity::kInfo, child.key_offset, member_pointer,
             "member " + quoted(child.key) + " in " + where + " is spelled " + quoted(*match) +
                 " in the document format",
-            "read as " + quoted(*match) + ": the library looks member names up ignoring letter "
-                                          "case");
+            "read as " + quoted(*match) +
+                ": the library looks member names up ignoring letter "
+                "case");
       }
       continue;
     }
@@ -467,7 +468,7 @@ void Checker::check_member_names(const Node& node, Place place, const std::strin
       }
     }
     const bool close = nearest != nullptr && best <= std::max<std::size_t>(2, nearest->size() / 3);
-    add("K101", close ? Severity::kError : Severity::kWarning, child.key_offset, member_pointer,
+    add("K101", Severity::kWarning, child.key_offset, member_pointer,
         "unknown member " + quoted(child.key) + " in " + where +
             (close ? "; did you mean " + quoted(*nearest) + "?" : ""),
         "ignored: the library does not read it");
@@ -484,7 +485,7 @@ void Checker::check_template(const Node& node, const std::string& pointer) {
 
   if (const Node* time = member(&node, KEY_UPDATED_TIME)) {
     if (time->kind != Kind::kNumber) {
-      add("K106", Severity::kError, time->offset, child_pointer(pointer, time->key),
+      add("K106", Severity::kWarning, time->offset, child_pointer(pointer, time->key),
           quoted(time->key) + " is " + described(*time) + ", not a number",
           "the library reads the time as 0, so configure requests are compared with 0");
     }
@@ -495,7 +496,7 @@ void Checker::check_template(const Node& node, const std::string& pointer) {
     const std::string settings_pointer = child_pointer(pointer, settings->key);
     if (settings->kind == Kind::kArray || settings->kind == Kind::kObject) {
       if (settings->kind == Kind::kObject) {
-        add("K106", Severity::kError, settings->offset, settings_pointer,
+        add("K106", Severity::kWarning, settings->offset, settings_pointer,
             quoted(settings->key) + " is an object, not an array",
             "the library takes the value of each member as a settings entry");
       }
@@ -508,7 +509,7 @@ void Checker::check_template(const Node& node, const std::string& pointer) {
         common.emplace(entry.usage_id, entry);
       }
     } else {
-      add("K106", Severity::kError, settings->offset, settings_pointer,
+      add("K106", Severity::kWarning, settings->offset, settings_pointer,
           quoted(settings->key) + " is " + json::kind_name(settings->kind) + ", not an array",
           "all common settings ignored");
     }
@@ -524,7 +525,7 @@ void Checker::check_template(const Node& node, const std::string& pointer) {
             "the library takes the value of each member as a model group");
       }
       if (list->children.empty()) {
-        add("K205", Severity::kWarning, list->offset, list_pointer, quoted(list->key) + " is empty",
+        add("K205", Severity::kError, list->offset, list_pointer, quoted(list->key) + " is empty",
             "no model group: no model settings and no firmware decision for any accessory, and "
             "the library reports the document as failed");
       }
@@ -579,14 +580,12 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
 
   for (std::size_t i = 0; i < array.children.size(); ++i) {
     const Node& entry = array.children[i];
-    const std::string entry_pointer = array.kind == Kind::kObject
-                                          ? child_pointer(pointer, entry.key)
-                                          : child_pointer(pointer, i);
+    const std::string entry_pointer =
+        array.kind == Kind::kObject ? child_pointer(pointer, entry.key) : child_pointer(pointer, i);
     const std::string entry_label = "settings entry " + std::to_string(i + 1) + " of " + section;
     if (entry.kind != Kind::kObject) {
-      add("K106", Severity::kError, entry.offset, entry_pointer,
-          entry_label + " is " + described(entry) + ", not an object",
-          dropped);
+      add("K206", Severity::kWarning, entry.offset, entry_pointer,
+          entry_label + " is " + described(entry) + ", not an object", dropped);
       continue;
     }
     check_member_names(entry, Place::kSettingsEntry, entry_pointer, entry_label);
@@ -600,45 +599,45 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     };
 
     if (name == nullptr || name->kind == Kind::kNull) {
-      add("K206", Severity::kError, at(name), pointer_of(name),
+      add("K206", Severity::kWarning, at(name), pointer_of(name),
           entry_label + " has no " + quoted(KEY_NAME), dropped);
       continue;
     }
     if (name->kind != Kind::kString) {
-      add("K106", Severity::kError, name->offset, pointer_of(name),
+      add("K206", Severity::kWarning, name->offset, pointer_of(name),
           quoted(name->key) + " of " + entry_label + " is " + described(*name) + ", not a string",
           dropped + " (a name that is not text counts as missing)");
       continue;
     }
     if (name->text.empty()) {
-      add("K206", Severity::kError, name->offset, pointer_of(name),
+      add("K206", Severity::kWarning, name->offset, pointer_of(name),
           quoted(name->key) + " of " + entry_label + " is empty", dropped);
       continue;
     }
     const std::string setting = "setting " + quoted(name->text) + " in " + section;
     if (usage == nullptr || usage->kind == Kind::kNull) {
-      add("K206", Severity::kError, at(usage), pointer_of(usage),
+      add("K206", Severity::kWarning, at(usage), pointer_of(usage),
           setting + " has no " + quoted(KEY_USAGE_ID), dropped);
       continue;
     }
     if (value == nullptr || value->kind == Kind::kNull) {
-      add("K206", Severity::kError, at(value), pointer_of(value),
+      add("K206", Severity::kWarning, at(value), pointer_of(value),
           setting + " has no " + quoted(KEY_VALUE), dropped);
       continue;
     }
     if (access == nullptr || access->kind == Kind::kNull) {
-      add("K206", Severity::kError, at(access), pointer_of(access),
+      add("K206", Severity::kWarning, at(access), pointer_of(access),
           setting + " has no " + quoted(KEY_ACCESS), dropped);
       continue;
     }
     if (access->kind != Kind::kString) {
-      add("K106", Severity::kError, access->offset, pointer_of(access),
+      add("K206", Severity::kWarning, access->offset, pointer_of(access),
           quoted(access->key) + " of " + setting + " is " + described(*access) + ", not a string",
           dropped);
       continue;
     }
     if (access->text.empty()) {
-      add("K206", Severity::kError, access->offset, pointer_of(access),
+      add("K206", Severity::kWarning, access->offset, pointer_of(access),
           quoted(access->key) + " of " + setting + " is empty", dropped);
       continue;
     }
@@ -648,12 +647,13 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
       usage_id = int_value(usage->number);
       if (static_cast<double>(usage_id) != usage->number) {
         add("K106", Severity::kWarning, usage->offset, pointer_of(usage),
-            "usage id " + usage->text + " of " + setting + " is not a whole number in the int range",
+            "usage id " + usage->text + " of " + setting +
+                " is not a whole number in the int range",
             "stored under usage id " + std::to_string(usage_id));
       }
     } else if (usage->kind == Kind::kString) {
       if (!all_decimal_digits(usage->text)) {
-        add("K206", Severity::kError, usage->offset, pointer_of(usage),
+        add("K206", Severity::kWarning, usage->offset, pointer_of(usage),
             "usage id " + quoted(usage->text) + " of " + setting +
                 " is not written with the digits 0 to 9 only",
             dropped);
@@ -662,7 +662,7 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
       const long parsed = std::strtol(usage->text.c_str(), nullptr, 10);
       usage_id = parsed > INT_MAX ? INT_MAX : static_cast<int>(parsed);
     } else {
-      add("K106", Severity::kError, usage->offset, pointer_of(usage),
+      add("K206", Severity::kWarning, usage->offset, pointer_of(usage),
           quoted(usage->key) + " of " + setting + " is " + json::kind_name(usage->kind) +
               ", not a number or a string of digits",
           dropped);
@@ -680,7 +680,7 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     } else if (value->kind == Kind::kString) {
       text = value->text;
     } else {
-      add("K106", Severity::kError, value->offset, pointer_of(value),
+      add("K206", Severity::kWarning, value->offset, pointer_of(value),
           quoted(value->key) + " of " + setting + " is " + json::kind_name(value->kind) +
               ", not a number or a string",
           dropped);
@@ -688,38 +688,52 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     }
 
     const bool both = same_ignoring_case(access->text, ACCESS_BOTH);
-    if (!both && !same_ignoring_case(access->text, ACCESS_ADMIN) &&
-        !same_ignoring_case(access->text, ACCESS_USER)) {
+    const std::string* spelled = nullptr;
+    for (const std::string* known : {&ACCESS_ADMIN, &ACCESS_USER, &ACCESS_BOTH}) {
+      if (same_ignoring_case(access->text, *known)) {
+        spelled = known;
+      }
+    }
+    if (spelled == nullptr) {
       add("K203", Severity::kWarning, access->offset, pointer_of(access),
           "access " + quoted(access->text) + " of " + setting + " is not " + quoted(ACCESS_ADMIN) +
               ", " + quoted(ACCESS_USER) + " or " + quoted(ACCESS_BOTH),
-          "stored as " + quoted(ACCESS_USER));
+          "stored as " + quoted(ACCESS_USER) +
+              ", not sent: the device takes User settings only on a reset");
+    } else if (access->text != *spelled) {
+      add("K203", Severity::kInfo, access->offset, pointer_of(access),
+          "access " + quoted(access->text) + " of " + setting + " is spelled " + quoted(*spelled),
+          "works as " + quoted(*spelled) +
+              ": the library compares access values ignoring letter "
+              "case");
     }
 
     const std::string& full = name->text;
-    const bool admin_half = both && full.size() >= 5 && full.compare(full.size() - 5, 5, "Admin") == 0;
-    const bool user_half = both && full.size() >= 4 && full.compare(full.size() - 4, 4, "User") == 0;
+    const bool admin_half =
+        both && full.size() >= 5 && full.compare(full.size() - 5, 5, "Admin") == 0;
+    const bool user_half =
+        both && full.size() >= 4 && full.compare(full.size() - 4, 4, "User") == 0;
     if (both && !admin_half && !user_half) {
-      add("K206", Severity::kError, name->offset, pointer_of(name),
+      add("K204", Severity::kWarning, name->offset, pointer_of(name),
           "name " + quoted(full) + " of a " + quoted(ACCESS_BOTH) + " setting in " + section +
               " ends neither in " + quoted("_Admin") + " nor in " + quoted("_User"),
           dropped);
       continue;
     }
     if (both && full.find('_') == std::string::npos) {
-      add("K206", Severity::kError, name->offset, pointer_of(name),
+      add("K204", Severity::kWarning, name->offset, pointer_of(name),
           "name " + quoted(full) + " of a " + quoted(ACCESS_BOTH) + " setting in " + section +
               " has no " + quoted("_") + " before " + quoted(admin_half ? "Admin" : "User"),
           dropped + " (stored as a plain " + quoted(ACCESS_USER) +
-              " setting only when the configuration URL is " +
-              quoted(DEFAULT_HEADSET_CONFIG_FILE) + ")");
+              " setting only when the configuration URL is " + quoted(DEFAULT_HEADSET_CONFIG_FILE) +
+              ")");
       continue;
     }
 
-    const StoredEntry current{usage_id, full, text, entry.offset, entry_pointer,
-                              admin_half ? "administrator value"
-                              : user_half ? "user value"
-                                          : "value"};
+    const StoredEntry current{
+        usage_id,      full,
+        text,          entry.offset,
+        entry_pointer, admin_half ? "administrator value" : user_half ? "user value" : "value"};
     auto previous = seen.find(usage_id);
     const bool in_common = common != nullptr && common->count(usage_id) > 0;
     if (previous == seen.end()) {
@@ -745,8 +759,8 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
       continue;
     }
     Seen& record = previous->second;
-    const bool repeated = record.plain || !both || (admin_half && record.admin) ||
-                          (user_half && record.user);
+    const bool repeated =
+        record.plain || !both || (admin_half && record.admin) || (user_half && record.user);
     if (repeated) {
       std::string effect;
       if (!both) {
@@ -755,8 +769,8 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
         effect = "the earlier entry keeps its key and access; only its " +
                  std::string(admin_half ? "value" : "user value") + " becomes " + quoted(text);
       } else {
-        effect = std::string("the later ") + (admin_half ? "administrator" : "user") +
-                 " value " + quoted(text) + " wins";
+        effect = std::string("the later ") + (admin_half ? "administrator" : "user") + " value " +
+                 quoted(text) + " wins";
       }
       add("K201", Severity::kWarning, entry.offset, entry_pointer,
           "usage id " + std::to_string(usage_id) + " appears again in " + section + " (" +
@@ -783,12 +797,14 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     const bool has_admin = record.admin;
     const std::string missing = has_admin ? "_User" : "_Admin";
     std::string effect;
-    const std::string field = has_admin ? "user value" : "administrator value";
-    if (record.left_over.empty()) {
-      effect = "stored with an empty " + field;
+    const std::string left_over =
+        record.left_over.empty()
+            ? "is empty"
+            : "is " + quoted(record.left_over) + ", left over from an earlier entry of the array";
+    if (has_admin) {
+      effect = "sent; its user value (used on a reset) " + left_over;
     } else {
-      effect = "stored with the " + field + " " + quoted(record.left_over) +
-               " left over from an earlier entry of the array";
+      effect = "the administrator value the accessory receives " + left_over;
     }
     add("K204", Severity::kWarning, record.half->offset, record.half_pointer,
         quoted(ACCESS_BOTH) + " setting " + quoted(record.first.name) + " (usage id " +
@@ -820,8 +836,7 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
   const Node& node = *group.node;
   if (node.kind != Kind::kObject) {
     add("K106", Severity::kError, node.offset, group.pointer,
-        group.label + " is " + described(node) + ", not an object",
-        "the group is never matched");
+        group.label + " is " + described(node) + ", not an object", "the group is never matched");
     return;
   }
   check_member_names(node, Place::kModelGroup, group.pointer, group.label);
@@ -837,7 +852,8 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
           "the library takes the value of each member as a model name");
     } else if (models->kind != Kind::kArray) {
       add("K106", Severity::kError, models->offset, models_pointer,
-          quoted(models->key) + " of " + group.label + " is " + described(*models) + ", not an array",
+          quoted(models->key) + " of " + group.label + " is " + described(*models) +
+              ", not an array",
           "the group matches no accessory");
     } else if (models->children.empty()) {
       add("K205", Severity::kWarning, models->offset, models_pointer,
@@ -878,13 +894,12 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
             ", not an array",
         firmware->kind == Kind::kObject && !firmware->children.empty()
             ? "the library reads the object's first member " +
-                  quoted(firmware->children.front().key) +
-                  " as the firmware entry: " + nothing
+                  quoted(firmware->children.front().key) + " as the firmware entry: " + nothing
             : nothing);
     return;
   }
   if (firmware->children.empty()) {
-    add("K205", Severity::kWarning, firmware->offset, firmware_pointer,
+    add("K205", Severity::kError, firmware->offset, firmware_pointer,
         quoted(firmware->key) + " of " + group.label + " is empty", nothing);
     return;
   }
@@ -893,8 +908,7 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
   const std::string entry_label = "the firmware entry of " + group.label;
   if (entry.kind != Kind::kObject) {
     add("K106", Severity::kError, entry.offset, entry_pointer,
-        entry_label + " is " + described(entry) + ", not an object",
-        nothing);
+        entry_label + " is " + described(entry) + ", not an object", nothing);
     return;
   }
   check_member_names(entry, Place::kFirmwareEntry, entry_pointer, entry_label);
@@ -907,7 +921,7 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
         "the firmware step fails: no firmware is decided and the library reports the document "
         "as failed for accessories of this group");
   } else if (name->kind != Kind::kString) {
-    add("K106", Severity::kError, name->offset, child_pointer(entry_pointer, name->key),
+    add("K106", Severity::kWarning, name->offset, child_pointer(entry_pointer, name->key),
         quoted(name->key) + " of " + entry_label + " is " + described(*name) + ", not a string",
         "read as an empty firmware name: an upgrade is requested without a name");
   } else {
@@ -921,16 +935,17 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
           entry_label + " has no " + quoted(KEY_FIRMWARE_VERSION),
           "read as an empty version: no firmware is requested");
     } else if (version->kind != Kind::kString) {
-      add("K106", Severity::kError, version->offset, child_pointer(entry_pointer, version->key),
-          quoted(version->key) + " of " + entry_label + " is " + described(*version) + ", not a string",
+      add("K106", Severity::kWarning, version->offset, child_pointer(entry_pointer, version->key),
+          quoted(version->key) + " of " + entry_label + " is " + described(*version) +
+              ", not a string",
           "read as an empty version: no firmware is requested");
     } else if (version->text.empty()) {
-      add("K301", Severity::kError, version->offset, child_pointer(entry_pointer, version->key),
+      add("K301", Severity::kWarning, version->offset, child_pointer(entry_pointer, version->key),
           "firmware version of " + group.label + " is empty", "no firmware is requested");
     } else if (!same_ignoring_case(version->text, FIRMWARE_CURRENT) &&
                unreadable_version(version->text)) {
       const std::string suggestion = dash_form(version->text);
-      add("K301", Severity::kError, version->offset, child_pointer(entry_pointer, version->key),
+      add("K301", Severity::kWarning, version->offset, child_pointer(entry_pointer, version->key),
           "firmware version " + quoted(version->text) + " of " + group.label +
               " cannot be read: only letters, digits and \"-\" are allowed" +
               (suggestion.empty() ? std::string() : "; write " + quoted(suggestion)),
@@ -953,14 +968,14 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
     const std::string params_pointer = child_pointer(entry_pointer, params->key);
     const std::string section = "the model settings of " + group.label;
     if (params->kind != Kind::kArray && params->kind != Kind::kObject) {
-      add("K106", Severity::kError, params->offset, params_pointer,
+      add("K106", Severity::kWarning, params->offset, params_pointer,
           quoted(params->key) + " of " + entry_label + " is " + json::kind_name(params->kind) +
               ", not an array",
           "no model settings are stored for this group");
       return;
     }
     if (params->kind == Kind::kObject) {
-      add("K106", Severity::kError, params->offset, params_pointer,
+      add("K106", Severity::kWarning, params->offset, params_pointer,
           quoted(params->key) + " of " + entry_label + " is an object, not an array",
           "the library takes the value of each member as a settings entry");
     }
@@ -981,7 +996,7 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
 // square of the number of groups.
 void Checker::check_shadowing(const std::vector<Group>& groups) {
   std::unordered_map<std::string, std::size_t> earlier;  // name -> first group
-  std::set<std::size_t> lengths;                          // lengths of those names
+  std::set<std::size_t> lengths;                         // lengths of those names
   for (std::size_t g = 0; g < groups.size(); ++g) {
     const Node* models = member(groups[g].node, KEY_MODELS);
     if (models == nullptr || (models->kind != Kind::kArray && models->kind != Kind::kObject)) {
@@ -1016,8 +1031,7 @@ void Checker::check_shadowing(const std::vector<Group>& groups) {
           models->kind == Kind::kObject ? child_pointer(models_pointer, model.key)
                                         : child_pointer(models_pointer, j),
           "model name " + quoted(text) + " of " + groups[g].label + " is shadowed by " +
-              quoted(best_name) + " of the earlier " + groups[best].label +
-              ", which is part of it",
+              quoted(best_name) + " of the earlier " + groups[best].label + ", which is part of it",
           "accessories whose model contains " + quoted(text) + " take the earlier " +
               groups[best].label);
     }
@@ -1114,14 +1128,14 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
         unreadable_version(candidate) || !older_version(candidate, running)) {
       continue;
     }
-    add("K304", Severity::kWarning, version->offset,
-        child_pointer(child_pointer(child_pointer(group.pointer, member(group.node,
-                                                                        KEY_MODEL_FIRMWARE)
-                                                                     ->key),
-                                    std::size_t{0}),
-                      version->key),
+    add("K304", Severity::kInfo, version->offset,
+        child_pointer(
+            child_pointer(child_pointer(group.pointer, member(group.node, KEY_MODEL_FIRMWARE)->key),
+                          std::size_t{0}),
+            version->key),
         "firmware " + quoted(candidate) + " of " + group.label + " is older than the version " +
-            quoted(running) + " that " + (dongle ? "the dongle " + quoted(firmware_model) + " of " : std::string()) +
+            quoted(running) + " that " +
+            (dongle ? "the dongle " + quoted(firmware_model) + " of " : std::string()) +
             "accessory " + quoted(accessory.id) + " (" + model + ") runs",
         "downgrade: the library requests it, and the accessory is taken back from " +
             quoted(running) + " to " + quoted(candidate));
@@ -1147,7 +1161,7 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
         }
       }
     }
-    add("K302", Severity::kWarning, groups[g].node->offset, groups[g].pointer,
+    add("K302", Severity::kInfo, groups[g].node->offset, groups[g].pointer,
         groups[g].label + " matches none of the given accessories" +
             (taken.empty() ? std::string()
                            : ": " + quoted(taken) + " takes an earlier group that also names it"),

@@ -258,8 +258,8 @@ class Reader {
           std::size_t used = 6;
           if (code >= 0xD800 && code <= 0xDBFF) {
             unsigned low = 0;
-            if (i + 7 >= end || text_[i + 6] != '\\' || text_[i + 7] != 'u' ||
-                !hex4(i + 8, low) || low < 0xDC00 || low > 0xDFFF) {
+            if (i + 7 >= end || text_[i + 6] != '\\' || text_[i + 7] != 'u' || !hex4(i + 8, low) ||
+                low < 0xDC00 || low > 0xDFFF) {
               return fail(i, "invalid \\u escape in a string (unpaired surrogate)");
             }
             code = 0x10000 + (((code & 0x3FF) << 10) | (low & 0x3FF));
