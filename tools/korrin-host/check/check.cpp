@@ -8,6 +8,7 @@
 #include <cjson/cJSON.h>
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstdlib>
 #include <map>
@@ -34,7 +35,16 @@ std::string lower(std::string text) {
 }
 
 bool same_ignoring_case(const std::string& a, const std::string& b) {
-  return a.size() == b.size() && lower(a) == lower(b);
+  if (a.size() != b.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i]))) {
+      return false;
+    }
+  }
+  return true;
 }
 
 std::string quoted(const std::string& text) { return "\"" + text + "\""; }
@@ -433,7 +443,7 @@ void Checker::check_member_names(const Node& node, Place place, const std::strin
     const std::string member_pointer = child_pointer(pointer, child.key);
     const std::string* match = nullptr;
     for (const std::string* candidate : known) {
-      if (lower(*candidate) == name) {
+      if (same_ignoring_case(*candidate, child.key)) {
         match = candidate;
       }
     }

@@ -263,3 +263,43 @@ TEST(CheckFormat, ColourMarksSeverityAndCode) {
 }
 
 }  // namespace
+
+namespace {
+
+// 100,000 settings (every usage id twice) and 2,000 model groups, each
+// named after an earlier one: the duplicate and shadowing checks must not
+// grow with the square of the counts.
+TEST(CheckScale, HundredThousandSettingsAndTwoThousandGroups) {
+  std::string document = "{\"templateConfiguration\": {\"commonSettings\": [\n";
+  for (int i = 0; i < 100000; ++i) {
+    document += "{\"name\": \"s" + std::to_string(i) +
+                "\", \"usageId\": " + std::to_string(i % 50000) +
+                ", \"value\": 1, \"access\": \"Admin\"},\n";
+  }
+  document += "{\"name\": \"last\", \"usageId\": 50000, \"value\": 1, \"access\": \"Admin\"}],\n";
+  document += "\"modelSpecificSettings\": [\n";
+  for (int g = 0; g < 2000; ++g) {
+    document += std::string(g == 0 ? "" : ",\n") + "{\"models\": [\"M" + std::to_string(g) +
+                "\"], \"modelFirmware\": [{\"firmwareName\": \"LATEST\"}]}";
+  }
+  document += "]}}\n";
+  const std::vector<Finding> findings = check_document(document, {});
+  std::size_t duplicates = 0;
+  std::size_t shadowed = 0;
+  std::size_t without_params = 0;
+  for (const Finding& f : findings) {
+    duplicates += f.code == "K201" ? 1 : 0;
+    shadowed += f.code == "K303" ? 1 : 0;
+    without_params += f.code == "K305" ? 1 : 0;
+  }
+  EXPECT_EQ(duplicates, 50000u);
+  // "M10".."M19" contain "M1", and so on: every name of two or more digits
+  // contains the earlier name made of its first digit(s).
+  EXPECT_EQ(shadowed, 1990u);
+  // No group has "firmwareParams": the common settings would not be sent.
+  EXPECT_EQ(without_params, 2000u);
+  EXPECT_EQ(findings.size(), duplicates + shadowed + without_params);
+  EXPECT_EQ(findings[0].line, 50002);
+}
+
+}  // namespace
