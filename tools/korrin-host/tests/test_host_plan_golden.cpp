@@ -206,7 +206,7 @@ std::vector<PlanCase> cases() {
                   {"plan", "--document", kDocuments + "unreadable_version.json", "--accessory",
                    kAccessories + "hs-h9-03.json", "--strict", "--summary"},
                   5,
-                  "korrin-host plan: --strict: 1 finding of severity warning or error\n"});
+                  "korrin-host plan: --strict: 3 findings of severity warning or error\n"});
   list.push_back({"strict_clean.txt",
                   {"plan", "--document", example("office"), "--accessory",
                    kAccessories + "hs-h9-03.json", "--strict", "--summary"},
