@@ -16,6 +16,7 @@
 #include "korrin_check/check.h"
 #include "korrin_check/finding.h"
 #include "korrin_host/accessory.h"
+#include "korrin_host/input_files.h"
 
 namespace {
 
