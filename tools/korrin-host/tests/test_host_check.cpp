@@ -303,3 +303,76 @@ TEST(CheckScale, HundredThousandSettingsAndTwoThousandGroups) {
 }
 
 }  // namespace
+
+namespace {
+
+// A syntax error is reported exactly when the library's parser (cJSON)
+// rejects the text, for the corners where parsers differ.
+TEST(CheckSyntax, SyntaxErrorExactlyWhenTheLibraryParserRejects) {
+  const std::vector<std::string> texts = {"1.",
+                                          "-",
+                                          "01",
+                                          "-.5",
+                                          "1e",
+                                          "1e+",
+                                          "[1,]",
+                                          "{\"a\":1,}",
+                                          "\"\\x\"",
+                                          "\"\\ud800\"",
+                                          "\"\\udc00\"",
+                                          "\"\\ud800\\udc00\"",
+                                          "nul",
+                                          "truex",
+                                          "[1 2]",
+                                          "\x01{}",
+                                          "{} {}",
+                                          "\"a\tb\"",
+                                          "\"\\u12\"",
+                                          "[\"a\\\"]",
+                                          "{\"a\" 1}",
+                                          "{1: 2}",
+                                          "\xEF\xBB\xBF{}",
+                                          "+1",
+                                          "[-]",
+                                          "[1e5,2E-3]",
+                                          "\"\x7f\x1b\"",
+                                          "\"abc",
+                                          "{\"a\":}",
+                                          "[,1]",
+                                          std::string(1000, '[') + std::string(1000, ']'),
+                                          std::string(1001, '[') + std::string(1001, ']')};
+  for (const std::string& text : texts) {
+    SCOPED_TRACE(text);
+    cJSON* tree = cJSON_Parse(text.c_str());
+    const bool accepted = tree != nullptr;
+    cJSON_Delete(tree);
+    const std::vector<Finding> findings = check_document(text, {});
+    const bool syntax_error = std::any_of(findings.begin(), findings.end(),
+                                          [](const Finding& f) { return f.code == "K003"; });
+    EXPECT_EQ(syntax_error, !accepted);
+  }
+}
+
+TEST(CheckSyntax, ErrorPositionAndExpectation) {
+  const Finding f =
+      only(check_document("{\n  \"templateConfiguration\": {\n    \"updatedTime\" 1\n", {}));
+  EXPECT_EQ(f.code, "K003");
+  EXPECT_EQ(f.line, 3);
+  EXPECT_EQ(f.column, 19);
+  EXPECT_EQ(f.message, "JSON syntax error: expected ':' after the member name, found '1'");
+}
+
+TEST(CheckText, NulByteAndInvalidUtf8AreAtTheirBytes) {
+  const std::vector<Finding> nul = check_document(kHead + std::string("}}\n\xc3\xa9\0x", 6), {});
+  ASSERT_EQ(nul.size(), 2u);
+  EXPECT_EQ(nul[0].code, "K005");
+  EXPECT_EQ(nul[1].code, "K002");
+  EXPECT_EQ(nul[1].line, 2);
+  EXPECT_EQ(nul[1].column, 2);
+  const Finding bad =
+      only(check_document("{\"templateConfiguration\": {}, \"userId\": \"\xc3\x28\"}", {}));
+  EXPECT_EQ(bad.code, "K002");
+  EXPECT_EQ(bad.column, 42);
+}
+
+}  // namespace
