@@ -478,9 +478,19 @@ void Checker::check_member_names(const Node& node, Place place, const std::strin
       }
     }
     const bool close = nearest != nullptr && best <= std::max<std::size_t>(2, nearest->size() / 3);
+    // A member of another place put here: say where it belongs.
+    std::string elsewhere;
+    for (const DocumentMember& entry : document_members()) {
+      if (entry.place != place && same_ignoring_case(entry.name, child.key)) {
+        elsewhere = "; " + quoted(entry.name) + " belongs in a " + place_name(entry.place);
+        break;
+      }
+    }
     add("K101", Severity::kWarning, child.key_offset, member_pointer,
         "unknown member " + quoted(child.key) + " in " + where +
-            (close ? "; did you mean " + quoted(*nearest) + "?" : ""),
+            (!elsewhere.empty() ? elsewhere
+             : close            ? "; did you mean " + quoted(*nearest) + "?"
+                                : ""),
         "ignored: the library does not read it");
   }
 }

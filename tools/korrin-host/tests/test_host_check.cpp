@@ -217,6 +217,13 @@ TEST(CheckSuggestions, NearestKnownNameIsSuggested) {
   EXPECT_EQ(far.severity, korrin_check::Severity::kWarning);
 }
 
+TEST(CheckSuggestions, AMemberOfAnotherPlaceIsNamedAsSuch) {
+  const Finding f = only(check_document(kHead + "\"firmwareVersion\": \"1-0\"}}", {}));
+  EXPECT_EQ(f.message,
+            "unknown member \"firmwareVersion\" in the template; \"firmwareVersion\" belongs in a "
+            "firmware entry");
+}
+
 TEST(CheckPointers, TildeAndSlashAreEscaped) {
   const Finding f = only(check_document(kHead + "\"a~b/c\": 1}}", {}));
   EXPECT_EQ(f.pointer, "/templateConfiguration/a~0b~1c");
@@ -373,6 +380,30 @@ TEST(CheckText, NulByteAndInvalidUtf8AreAtTheirBytes) {
       only(check_document("{\"templateConfiguration\": {}, \"userId\": \"\xc3\x28\"}", {}));
   EXPECT_EQ(bad.code, "K002");
   EXPECT_EQ(bad.column, 42);
+}
+
+}  // namespace
+
+namespace {
+
+// Every prefix of a real document: the checker never fails where the
+// library's parser succeeds, and always names the syntax error otherwise.
+TEST(CheckSyntax, EveryPrefixOfADocumentAgreesWithTheLibraryParser) {
+  const std::string document =
+      read_file(std::string(KORRIN_EXAMPLES_DIR) + "/documents/office.json");
+  ASSERT_GT(document.size(), 1000u);
+  const std::vector<CheckedAccessory> accessories = example_accessories();
+  for (std::size_t length = 1; length <= document.size(); ++length) {
+    const std::string prefix = document.substr(0, length);
+    cJSON* tree = cJSON_Parse(prefix.c_str());
+    const bool accepted = tree != nullptr;
+    cJSON_Delete(tree);
+    const std::vector<Finding> findings = check_document(prefix, accessories);
+    const auto syntax = std::count_if(findings.begin(), findings.end(), [](const Finding& f) {
+      return f.code == "K003" || f.code == "K001";
+    });
+    ASSERT_EQ(syntax, accepted ? 0 : 1) << "length " << length;
+  }
 }
 
 }  // namespace
