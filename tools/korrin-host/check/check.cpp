@@ -626,7 +626,7 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     if (name->kind != Kind::kString) {
       add("K206", Severity::kWarning, name->offset, pointer_of(name),
           quoted(name->key) + " of " + entry_label + " is " + described(*name) + ", not a string",
-          dropped + " (a name that is not text counts as missing)");
+          dropped + ": a name that is not text counts as missing");
       continue;
     }
     if (name->text.empty()) {
@@ -744,9 +744,8 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
       add("K204", Severity::kWarning, name->offset, pointer_of(name),
           "name " + quoted(full) + " of a " + quoted(ACCESS_BOTH) + " setting in " + section +
               " has no " + quoted("_") + " before " + quoted(admin_half ? "Admin" : "User"),
-          dropped + " (stored as a plain " + quoted(ACCESS_USER) +
-              " setting only when the configuration URL is " + quoted(DEFAULT_HEADSET_CONFIG_FILE) +
-              ")");
+          dropped + "; only when the configuration URL is " + quoted(DEFAULT_HEADSET_CONFIG_FILE) +
+              " is it stored as a plain " + quoted(ACCESS_USER) + " setting");
       continue;
     }
 
