@@ -264,6 +264,9 @@ class Checker {
   /// The groups that give the given accessories their settings.
   std::set<int> settings_groups_;
   std::string template_pointer_;
+  /// False when the library reads another member than the template: what
+  /// the template says then reaches no accessory.
+  bool template_read_ = true;
 };
 
 std::vector<Finding> Checker::run() {
@@ -406,6 +409,7 @@ void Checker::check_structure(const Node& root) {
   const Node& first = holder->children.front();
   const std::string found_pointer = child_pointer(holder_pointer, found->key);
   if (found != &first) {
+    template_read_ = false;
     std::string effect;
     if (first.kind == Kind::kObject) {
       effect =
@@ -1086,13 +1090,22 @@ int Checker::group_for(const Node& template_node, const std::string& model) cons
 }
 
 void Checker::check_accessories(const Node& template_node, const std::vector<Group>& groups) {
-  if (accessories_.empty()) {
+  if (accessories_.empty() || !template_read_) {
     return;
   }
   const Node* list = member(&template_node, KEY_MODEL_SPECIFIC_SETTINGS);
   const std::size_t missing_at = list != nullptr ? list->key_offset : template_node.offset;
   const std::string missing_pointer =
       list != nullptr ? child_pointer(template_pointer_, list->key) : template_pointer_;
+  if (list == nullptr) {
+    // One problem, whatever the number of accessories.
+    add("K306", Severity::kError, missing_at, missing_pointer,
+        "the template has no " + quoted(KEY_MODEL_SPECIFIC_SETTINGS) +
+            ": no model group names any of the given accessories",
+        "their settings are stored but never sent to the device, no firmware is decided, and "
+        "the library reports the document as failed for every accessory");
+    return;
+  }
   for (const CheckedAccessory& accessory : accessories_) {
     const std::string model =
         accessory.resolved_model.empty() ? accessory.model : accessory.resolved_model;
