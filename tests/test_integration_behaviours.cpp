@@ -85,6 +85,11 @@ TEST_F(IntegrationBehaviourTest, ARejectedDocumentStillRecordsItsTimeAndThatStam
   host.network.queue_fetch_answer(FETCH_DONE, kRejectedDocument);
   EXPECT_EQ(host.dispatcher.run_all(), 1);
   EXPECT_EQ(host.calls.starting_with("device."), Lines{"device.report_config_failure(hs-1, 1)"});
+  EXPECT_EQ(records_at(korrin::log::LogLevel::error),
+            Lines{"Lib::ConfigManagerImpl: on_fetch_config_success: unable to update config "
+                  "retrieved from server in library"});
+  EXPECT_EQ(host.log.texts_containing("Parsing remote config failed"),
+            Lines{"HeadsetConfigImpl: update_from_server: Parsing remote config failed."});
 
   // The host announces the version it was told about: the library skips it.
   host.calls.clear();
@@ -99,6 +104,15 @@ TEST_F(IntegrationBehaviourTest, ARejectedDocumentStillRecordsItsTimeAndThatStam
   // Remedy: an empty stamp always asks again, for this accessory alone.
   EXPECT_TRUE(manager->configure_accessory("hs-1", ""));
   EXPECT_EQ(host.dispatcher.size(), 1u);
+  host.network.queue_fetch_answer(FETCH_UNAVAILABLE);  // ends the request
+  EXPECT_EQ(host.dispatcher.run_all(), 1);
+
+  // Refreshing the description forgets the time: the same stamp is asked again.
+  auto description = host.accessory(headset("SN0000001"));
+  EXPECT_EQ(manager->initialize_accessory("hs-1", description.get()), "hs-1");
+  host.network.queue_fetch_answer(FETCH_UNAVAILABLE);  // ends the request
+  EXPECT_EQ(host.dispatcher.run_all(), 1);
+  EXPECT_TRUE(manager->configure_accessory("hs-1", "v-1720000000"));
 }
 
 TEST_F(IntegrationBehaviourTest, TheLastAsynchronousRetryEndsWithARecordOnly) {
