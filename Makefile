@@ -32,7 +32,7 @@ lib:
 	scripts/install-deps lib
 	cmake --preset lib -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 	cmake --build --preset lib --parallel $(JOBS)
-	cmake --install build/lib
+	DESTDIR=$(DESTDIR) cmake --install build/lib
 
 # The lib preset from scratch: fails when it looks for anything beyond
 # pkg-config and libcjson, builds more than the library, or installs or loads
