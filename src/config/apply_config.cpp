@@ -1,7 +1,7 @@
 // Pushing the stored settings to the accessory through the device interface.
 #include <cstdlib>
 
-#include "frame/scoped_lock.h"
+#include "base/scoped_lock.h"
 #include "korrin/config.h"
 #include "korrin/constants.h"
 #include "korrin/string_utils.h"

@@ -5,7 +5,7 @@
 #include <ctime>
 #include <string>
 
-#include "frame/scoped_lock.h"
+#include "base/scoped_lock.h"
 #include "korrin/config_manager.h"
 
 namespace korrin {

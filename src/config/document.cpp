@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "base/json_tree.h"
 #include "config/json_fields.h"
 #include "korrin/config.h"
 #include "korrin/constants.h"
@@ -13,11 +14,6 @@ namespace korrin {
 namespace config {
 
 namespace {
-
-struct TreeDeleter {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using Tree = std::unique_ptr<cJSON, TreeDeleter>;
 
 // The node whose member "templateConfiguration" is looked for: the root, or
 // the first descendant reached through first children only (an array on the
@@ -57,7 +53,7 @@ const char* error_position_in(const std::string& document) {
 }  // namespace
 
 bool ConfigImpl::update_from_server(std::string const& document) {
-  Tree tree;
+  detail::JsonTree tree;
   if (document.empty()) {
     logger_->info() << "update_from_server: Nothing to parse";
   } else {

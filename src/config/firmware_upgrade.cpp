@@ -5,7 +5,7 @@
 
 #include "config/firmware_verdict.h"
 #include "config/json_fields.h"
-#include "frame/scoped_lock.h"
+#include "base/scoped_lock.h"
 #include "korrin/config.h"
 #include "korrin/constants.h"
 #include "korrin/error_tags.h"

@@ -2,8 +2,8 @@
 // pair, and the manager's own host resources (logger and two locks).
 #include <stdexcept>
 
-#include "frame/plugins_check.h"
-#include "frame/scoped_lock.h"
+#include "base/plugins_check.h"
+#include "base/scoped_lock.h"
 #include "korrin/config_manager.h"
 
 namespace korrin {

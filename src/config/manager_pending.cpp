@@ -1,6 +1,6 @@
 // The set of configuration objects waiting for the document being fetched,
 // and the flag that says a configure request is in progress.
-#include "frame/scoped_lock.h"
+#include "base/scoped_lock.h"
 #include "korrin/config_manager.h"
 
 namespace korrin {

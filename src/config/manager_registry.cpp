@@ -3,7 +3,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "frame/scoped_lock.h"
+#include "base/scoped_lock.h"
 #include "korrin/config_manager.h"
 
 namespace korrin {

@@ -4,7 +4,7 @@
 #include <cjson/cJSON.h>
 
 #include "config/json_fields.h"
-#include "frame/scoped_lock.h"
+#include "base/scoped_lock.h"
 #include "korrin/config.h"
 #include "korrin/constants.h"
 #include "korrin/error_tags.h"

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "base/json_tree.h"
 #include "korrin/constants.h"
 #include "korrin/metrics.h"
 #include "korrin/string_utils.h"
@@ -18,10 +19,7 @@ namespace {
 
 // A tree under construction. Host queries may throw while it is being
 // filled; the handle frees it then, and release() hands it on once built.
-struct TreeDeleter {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+using Tree = korrin::detail::JsonTree;
 
 // Adds `item` under `key`; false when there is no item or cJSON could not
 // copy the key, in which case the item is freed here instead of leaking.

@@ -3,7 +3,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "frame/plugins_check.h"
+#include "base/plugins_check.h"
 #include "korrin/constants.h"
 #include "korrin/metrics.h"
 #include "metrics/inventory_words.h"

@@ -3,10 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "frame/url_tokens.h"
+#include "base/url_tokens.h"
 #include "korrin/constants.h"
 #include "korrin/metrics.h"
-#include "metrics/inventory_words.h"
 
 namespace korrin {
 namespace metrics {
@@ -20,16 +19,15 @@ std::string InventoryMetric::get_post_url() {
     return std::string();
   }
 
-  const std::string token = detail::kServerToken;
-  const std::size_t position = url.find(token);
-  if (position != std::string::npos) {
+  if (korrin::detail::has_token(url, korrin::detail::kInventoryServerToken)) {
     const std::vector<std::string> servers = system_info->get_config_servers();
     if (servers.empty()) {
       logger->warning() << "get_post_url" << ERR_PLUGIN << " no config servers found, returning";
       return url;
     }
     // Only the first server is used; an IPv6 literal must be bracketed in a URL.
-    url.replace(position, token.size(), korrin::detail::bracket_address(servers.front()));
+    korrin::detail::replace_token(url, korrin::detail::kInventoryServerToken,
+                                  korrin::detail::bracket_address(servers.front()));
   }
 
   logger->info() << "get_post_url target inventory url: " << url;
