@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example demo test asan tsan lint format clean aarch64 armhf package consumer symbols docs
+.PHONY: all example demo test asan tsan lint layering format clean aarch64 armhf package consumer symbols docs
 .PHONY: bench bench-smoke bench-callgrind bench-aarch64
 .PHONY: fuzz-smoke memcheck soak
 
@@ -115,10 +115,15 @@ bench-callgrind:
 	cmake --build --preset bench
 	scripts/bench-callgrind --sizes 10,100,1000,10000,100000 --pending 1,10,100,1000 --check
 
-lint:
+lint: layering
 	scripts/install-deps build host lint
 	cmake --preset dev
 	scripts/lint
+
+# Every include in src/ and include/korrin/ runs downwards: base/ below
+# config/ and metrics/ (which never include each other), the task routing on top.
+layering:
+	scripts/check-layering
 
 # Cross builds: the unit tests run under qemu-user.
 aarch64:

@@ -1,8 +1,8 @@
 // Routing of due deferred tasks to the subsystem that queued them. It sits
 // above config/ and metrics/, the only file that knows both.
 #include "base/kinds.h"
-#include "korrin/config_manager.h"
-#include "korrin/metrics.h"
+#include "korrin/compat/config_manager_impl.h"
+#include "korrin/compat/inventory_metric.h"
 #include "korrin/plugins.h"
 
 namespace korrin {

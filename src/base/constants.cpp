@@ -1,5 +1,5 @@
 // The one definition of every shared constant, in declaration order.
-#include "korrin/constants.h"
+#include "korrin/compat/constants.h"
 
 #include "base/url_tokens.h"
 

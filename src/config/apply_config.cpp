@@ -2,9 +2,9 @@
 #include <cstdlib>
 
 #include "base/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {

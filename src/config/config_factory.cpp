@@ -1,6 +1,6 @@
 // The factory that picks the configuration object class for an accessory.
 #include "base/kinds.h"
-#include "korrin/config.h"
+#include "korrin/compat/config_impl.h"
 
 korrin::config::ConfigInterface* create_config(const std::string& id,
                                                const korrin::AccessoryInfoInterface* info) {
@@ -8,8 +8,12 @@ korrin::config::ConfigInterface* create_config(const std::string& id,
   korrin::config::ConfigInterface* config = nullptr;
   try {
     switch (info->get_accessory_type()) {
-      case korrin::detail::kHeadsetAccessory: config = new korrin::config::HeadsetConfigImpl(id, info); break;
-      case korrin::detail::kCameraAccessory: config = new korrin::config::CameraConfigImpl(id, info); break;
+      case korrin::detail::kHeadsetAccessory:
+        config = new korrin::config::HeadsetConfigImpl(id, info);
+        break;
+      case korrin::detail::kCameraAccessory:
+        config = new korrin::config::CameraConfigImpl(id, info);
+        break;
       default: logger->info() << "::create_config: Unknown accessory type"; break;
     }
   } catch (...) {

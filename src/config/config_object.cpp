@@ -4,8 +4,8 @@
 
 #include "base/kinds.h"
 #include "base/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {

@@ -1,7 +1,7 @@
 // The address the configuration document is fetched from.
 #include "base/url_tokens.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
 
 namespace korrin {
 namespace config {

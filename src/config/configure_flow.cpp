@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/scoped_lock.h"
-#include "korrin/config_manager.h"
+#include "korrin/compat/config_manager_impl.h"
 
 namespace korrin {
 namespace config {

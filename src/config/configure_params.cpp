@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "base/kinds.h"
-#include "korrin/config_manager.h"
+#include "korrin/compat/config_manager_impl.h"
 
 namespace korrin {
 namespace config {

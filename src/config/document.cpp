@@ -7,8 +7,8 @@
 
 #include "base/json_tree.h"
 #include "config/json_fields.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
 
 namespace korrin {
 namespace config {

@@ -3,13 +3,13 @@
 // leaves the accessory alone.
 #include <cjson/cJSON.h>
 
+#include "base/scoped_lock.h"
 #include "config/firmware_verdict.h"
 #include "config/json_fields.h"
-#include "base/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {

@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "config/firmware_verdict.h"
-#include "korrin/config.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {

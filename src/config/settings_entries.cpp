@@ -7,10 +7,10 @@
 #include <cstdlib>
 
 #include "config/json_fields.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {

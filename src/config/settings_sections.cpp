@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "config/json_fields.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
 
 namespace korrin {
 namespace config {

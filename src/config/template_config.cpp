@@ -3,12 +3,12 @@
 // dongle when the accessory has one).
 #include <cjson/cJSON.h>
 
-#include "config/json_fields.h"
 #include "base/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
-#include "korrin/string_utils.h"
+#include "config/json_fields.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {

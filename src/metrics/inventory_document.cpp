@@ -7,9 +7,9 @@
 #include <string>
 
 #include "base/json_tree.h"
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/inventory_metric.h"
+#include "korrin/compat/string_utils.h"
 #include "metrics/maker_accessory.h"
 
 namespace korrin {

@@ -1,11 +1,12 @@
 // An inventory metric's lifetime and the two halves of sending: queuing on
 // the caller's thread, building and posting on the dispatcher's thread.
+#include "korrin/compat/inventory_metric.h"
+
 #include <memory>
 #include <stdexcept>
 
 #include "base/plugins_check.h"
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
+#include "korrin/compat/constants.h"
 #include "metrics/inventory_words.h"
 
 namespace korrin {

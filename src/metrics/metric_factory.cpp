@@ -3,7 +3,7 @@
 #include <string>
 
 #include "base/kinds.h"
-#include "korrin/metrics.h"
+#include "korrin/compat/inventory_metric.h"
 #include "metrics/inventory_words.h"
 
 namespace {

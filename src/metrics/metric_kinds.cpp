@@ -1,6 +1,6 @@
 // The two metric kinds: they differ only in their type and document keys.
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/inventory_metric.h"
 
 namespace korrin {
 namespace metrics {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "base/url_tokens.h"
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/inventory_metric.h"
 
 namespace korrin {
 namespace metrics {

@@ -1,6 +1,6 @@
 // Parameters of a queued inventory task.
 #include "base/kinds.h"
-#include "korrin/metrics.h"
+#include "korrin/compat/inventory_metric.h"
 
 namespace korrin {
 namespace metrics {
