@@ -64,7 +64,6 @@ class KORRIN_API ConfigInterface {
   virtual ~ConfigInterface();
 
  protected:
-  /// A counter of 0.
   ConfigInterface() = default;
   /// Copies the retry counter.
   ConfigInterface(const ConfigInterface& other) : config_retries_(other.config_retries_.load()) {}

@@ -51,7 +51,6 @@ class KORRIN_API ConfigImpl : public ConfigInterface {
   bool is_config_required(double config_time) const;
   /// Stores one setting under the settings lock.
   void set_map_entry(int usage_id, ConfigParam param);
-  /// The firmware version the accessory reports.
   std::string get_firmware_version();
   /// Asks the host to install a firmware; returns the host's answer.
   bool request_upgrade(std::string const& firmware_version, std::string const& firmware_name);

@@ -47,18 +47,14 @@ class KORRIN_API ConfigManagerImpl : public ConfigManager {
   ConfigInterface* get_config_object(const std::string& id);
   /// As get_config_object(), logging the find.
   ConfigInterface* get_accessory(const std::string& id);
-  /// Number of registered accessories.
   int get_number_of_configs();
   /// Stores one setting the host obtained itself.
   bool update_config_from_host(const std::string& id, const std::string& key, int usage_id,
                                const std::string& value);
-  /// Whether a configure request is in progress.
   bool is_configure_accessory_pending();
-  /// Sets the in-progress flag.
   void set_configure_accessory_pending(bool pending);
   /// Adds an object to the set waiting for the document.
   void mark_config_object_pending(ConfigInterface* config);
-  /// Size of the pending set.
   int get_number_of_pending_configs();
   /// The pending object at `position` in pointer order, or null.
   ConfigInterface* get_pending_config_object(int position);
