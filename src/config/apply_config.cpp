@@ -21,6 +21,8 @@ bool follows_user(const std::string& configured_value) {
 
 }  // namespace
 
+// Record texts kept as written, spacing included (" : (usage id: ", " , value: ",
+// "apply_config_to_device : "): hosts and administrators match on them.
 void ConfigImpl::apply_config_to_device(ApplyType type) const {
   DeviceControlInterface* device = globals::plugins.device;
   detail::ScopedLock guard(settings_lock_);

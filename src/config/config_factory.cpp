@@ -14,6 +14,7 @@ korrin::config::ConfigInterface* create_config(const std::string& id,
       case korrin::detail::kCameraAccessory:
         config = new korrin::config::CameraConfigImpl(id, info);
         break;
+      // Kept as written, leading "::" included: hosts match on this record.
       default: logger->info() << "::create_config: Unknown accessory type"; break;
     }
   } catch (...) {

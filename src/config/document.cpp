@@ -66,6 +66,7 @@ bool ConfigImpl::update_from_server(std::string const& document) {
     }
     return false;
   }
+  // Kept as written ("Enter:" after a blank): hosts match on this record.
   logger_->info() << "update_from_server Enter:";
 
   cJSON* holder = find_template_holder(tree.get());

@@ -48,6 +48,7 @@ int ConfigImpl::check_firmware_upgrade(std::string const& candidate, std::string
   }
   // Only the configured name is checked: the accessory reports what it runs.
   if (is_naming_corrupted(candidate)) {
+    // Kept as written ("candidate<", ">, reported<"): hosts match on this record.
     logger_->warning() << "check_firmware_upgrade: naming format not supported, candidate<"
                        << candidate << ">, reported<" << reported << ">";
     return detail::kFirmwareNoUpgrade;

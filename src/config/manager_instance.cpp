@@ -29,6 +29,7 @@ ConfigManager::~ConfigManager() = default;
 
 ConfigManagerImpl* ConfigManagerImpl::get_instance() {
   if (!detail::plugins_complete(globals::plugins)) {
+    // Kept as written (not init()'s wording): hosts match on the exception text.
     throw std::runtime_error("plugins hasn't been initialized properly");
   }
   // Not locked: the host makes the first call before it can make two at once.

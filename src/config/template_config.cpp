@@ -15,6 +15,7 @@ namespace config {
 
 bool ConfigImpl::parse_remote_default_config(cJSON* template_config) {
   if (template_config == nullptr) {
+    // Kept as written, blank before the colon: hosts match on this record.
     logger_->notice() << "parse_remote_default_config : No default config settings to parse";
     return false;
   }

@@ -124,6 +124,7 @@ std::string InventoryMetric::assemble_metrics() {
   // "value" is attached at once, so every later failure frees it with the envelope.
   cJSON* value = !envelope ? nullptr : cJSON_CreateObject();
   if (value == nullptr || !attach(envelope.get(), KEY_VALUE, value)) {
+    // Kept as written ("Envelop"): hosts match on this record.
     logger->error() << "assemble_metrics" << ERR_LIB << ": Envelop build failed";
     return std::string();
   }

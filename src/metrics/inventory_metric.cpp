@@ -28,6 +28,7 @@ InventoryMetric::InventoryMetric(const korrin::AccessoryInfoInterface* given,
     // The destructor does not run for a half-built object: release the clone here.
     delete accessory;
     accessory = nullptr;
+    // Kept as written (not init()'s wording): hosts match on the exception text.
     throw std::runtime_error("plugins hasn't been initialized properly");
   }
   logger = create_logger(korrin::globals::plugins.log, logger_name, true);

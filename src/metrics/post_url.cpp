@@ -13,6 +13,7 @@ namespace metrics {
 std::string InventoryMetric::get_post_url() {
   korrin::SystemInfoInterface* system_info = korrin::globals::plugins.system_info;
   std::string url = system_info->get_inventory_url();
+  // Kept as written, no colon after the name: hosts match on this record.
   logger->notice() << "get_post_url tokenized url: " << url;
   if (url.empty()) {
     logger->error() << "get_post_url" << ERR_PLUGIN << " system info has no url for inventory";
