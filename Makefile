@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets. Every target installs the Debian
 # packages it needs first (as root), or names them.
 
-.PHONY: all example demo test asan tsan lint layering format clean aarch64 armhf package consumer symbols docs
+.PHONY: all example demo test asan tsan lint layering warnings-clang format clean aarch64 armhf package consumer symbols docs
 .PHONY: bench bench-smoke bench-callgrind bench-aarch64
 .PHONY: fuzz-smoke memcheck soak
 
@@ -119,6 +119,15 @@ lint: layering
 	scripts/install-deps build host lint
 	cmake --preset dev
 	scripts/lint
+
+# The library alone built with clang (clang-14 comes with the fuzz group) and
+# its strict warning list as errors; every other target builds it with g++.
+warnings-clang:
+	scripts/install-deps build fuzz
+	CXX=clang++-14 cmake -S . -B build/clang -G Ninja -DKORRIN_WERROR=ON \
+	  -DKORRIN_BUILD_TESTS=OFF -DKORRIN_BUILD_TOOLS=OFF -DKORRIN_BUILD_EXAMPLES=OFF \
+	  -DKORRIN_INSTALL=OFF
+	cmake --build build/clang --target korrin
 
 # Every include in src/ and include/korrin/ runs downwards: base/ below
 # config/ and metrics/ (which never include each other), the task routing on top.
