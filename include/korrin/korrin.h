@@ -1,8 +1,15 @@
 /// \file
-/// Umbrella header: everything a host needs to use libkorrin.
+/// Umbrella header: everything libkorrin declares, the host-facing headers
+/// and the exported implementation classes under korrin/compat/.
 #ifndef KORRIN_KORRIN_H
 #define KORRIN_KORRIN_H
 
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/config_manager_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
+#include "korrin/compat/inventory_metric.h"
+#include "korrin/compat/string_utils.h"
 #include "korrin/config.h"
 #include "korrin/config_manager.h"
 #include "korrin/constants.h"

@@ -1,10 +1,10 @@
 // Pushing the stored settings to the accessory through the device interface.
 #include <cstdlib>
 
-#include "frame/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/string_utils.h"
+#include "base/scoped_lock.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {
@@ -21,6 +21,8 @@ bool follows_user(const std::string& configured_value) {
 
 }  // namespace
 
+// Record texts kept as written, spacing included (" : (usage id: ", " , value: ",
+// "apply_config_to_device : "): hosts and administrators match on them.
 void ConfigImpl::apply_config_to_device(ApplyType type) const {
   DeviceControlInterface* device = globals::plugins.device;
   detail::ScopedLock guard(settings_lock_);

@@ -1,5 +1,6 @@
 // The factory that picks the configuration object class for an accessory.
-#include "korrin/config.h"
+#include "base/kinds.h"
+#include "korrin/compat/config_impl.h"
 
 korrin::config::ConfigInterface* create_config(const std::string& id,
                                                const korrin::AccessoryInfoInterface* info) {
@@ -7,8 +8,13 @@ korrin::config::ConfigInterface* create_config(const std::string& id,
   korrin::config::ConfigInterface* config = nullptr;
   try {
     switch (info->get_accessory_type()) {
-      case 1: config = new korrin::config::HeadsetConfigImpl(id, info); break;
-      case 2: config = new korrin::config::CameraConfigImpl(id, info); break;
+      case korrin::detail::kHeadsetAccessory:
+        config = new korrin::config::HeadsetConfigImpl(id, info);
+        break;
+      case korrin::detail::kCameraAccessory:
+        config = new korrin::config::CameraConfigImpl(id, info);
+        break;
+      // Kept as written, leading "::" included: hosts match on this record.
       default: logger->info() << "::create_config: Unknown accessory type"; break;
     }
   } catch (...) {

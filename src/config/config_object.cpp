@@ -2,9 +2,10 @@
 // re-plugged accessory, destruction, and the guarded settings map.
 #include <utility>
 
-#include "frame/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/string_utils.h"
+#include "base/kinds.h"
+#include "base/scoped_lock.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {
@@ -137,14 +138,14 @@ bool ConfigImpl::supports_downgrade() const { return headset_support_downgrade(a
 
 HeadsetConfigImpl::HeadsetConfigImpl(std::string const& id, AccessoryInfoInterface const* accessory)
     : ConfigImpl(id, accessory, "HeadsetConfigImpl") {
-  type_ = 1;
+  type_ = detail::kHeadsetAccessory;
 }
 
 HeadsetConfigImpl::~HeadsetConfigImpl() = default;
 
 CameraConfigImpl::CameraConfigImpl(std::string const& id, AccessoryInfoInterface const* accessory)
     : ConfigImpl(id, accessory, "CameraConfigImpl") {
-  type_ = 2;
+  type_ = detail::kCameraAccessory;
 }
 
 CameraConfigImpl::~CameraConfigImpl() = default;

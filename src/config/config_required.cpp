@@ -1,8 +1,8 @@
 // Whether a configure request carrying a version stamp must be acted on.
 #include <cstdlib>
 
-#include "korrin/config.h"
-#include "korrin/error_tags.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/error_tags.h"
 
 namespace korrin {
 namespace config {

@@ -1,15 +1,10 @@
 // The address the configuration document is fetched from.
-#include "frame/url_tokens.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
+#include "base/url_tokens.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
 
 namespace korrin {
 namespace config {
-
-namespace {
-const char kServerToken[] = "{tftp}";
-const char kUserToken[] = "{userid}";
-}  // namespace
 
 std::string ConfigImpl::get_config_url() const {
   SystemInfoInterface* system_info = globals::plugins.system_info;
@@ -18,8 +13,7 @@ std::string ConfigImpl::get_config_url() const {
   if (url.empty()) {
     return DEFAULT_HEADSET_CONFIG_FILE;
   }
-  const std::size_t server_at = url.find(kServerToken);
-  if (server_at != std::string::npos) {
+  if (detail::has_token(url, detail::kConfigServerToken)) {
     // Each attempt of a request may go to another server: the retry counter
     // tells the host which one.
     const std::string server = system_info->get_config_server(get_config_retries());
@@ -27,11 +21,10 @@ std::string ConfigImpl::get_config_url() const {
       logger_->warning() << "get_config_url" << ERR_PLUGIN << " no config servers found, returning";
       return url;
     }
-    url.replace(server_at, sizeof(kServerToken) - 1, detail::bracket_address(server));
+    detail::replace_token(url, detail::kConfigServerToken, detail::bracket_address(server));
   }
-  const std::size_t user_at = url.find(kUserToken);
-  if (user_at != std::string::npos) {
-    url.replace(user_at, sizeof(kUserToken) - 1, system_info->get_user_id());
+  if (detail::has_token(url, detail::kUserIdToken)) {
+    detail::replace_token(url, detail::kUserIdToken, system_info->get_user_id());
   }
   return url;
 }

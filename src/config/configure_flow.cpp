@@ -5,8 +5,8 @@
 #include <ctime>
 #include <string>
 
-#include "frame/scoped_lock.h"
-#include "korrin/config_manager.h"
+#include "base/scoped_lock.h"
+#include "korrin/compat/config_manager_impl.h"
 
 namespace korrin {
 namespace config {
@@ -40,6 +40,7 @@ void add_configure_task(ConfigManagerImpl* manager, ConfigAccessoryParams& param
 bool ConfigManagerImpl::configure_accessory(const std::string& id, std::string time) {
   logger_->notice() << "configure_accessory: ENTER";
   ConfigInterface* config = get_config_object(id);
+  // Kept as written, no blank before the id: hosts match on this record.
   logger_->notice() << "configure_accessory:" << id;
   if (config == nullptr) {
     logger_->notice() << "configure_accessory: can't configure uninitialized accessory!";
@@ -96,6 +97,7 @@ void ConfigManagerImpl::configure_accessory_task(TaskParametersInterface* params
     logger_->notice() << "configure_accessory_task" << pending << " pending accessories";
   } else {
     id = config->get_accessory_id();
+    // Kept as written, no blank before the id: hosts match on this record.
     logger_->notice() << "configure_accessory_task id:" << id;
   }
   // The task's own copy counts the attempt; its counter picks the server.
@@ -150,6 +152,7 @@ bool ConfigManagerImpl::on_fetch_config_success(std::string& data) {
     }
   }
   clean_up_pending_config_requests();
+  // Kept as written, no separator before "Exit": hosts match on this record.
   logger_->notice() << "on_fetch_config_successExit";
   return true;
 }
@@ -169,6 +172,7 @@ bool ConfigManagerImpl::on_fetch_config_failure(int reason) {
   const int retries = config->get_config_retries() + 1;
   config->set_config_retries(retries);
   if (retries > kMaximumRetries) {
+    // Kept as written, blank before the colon: hosts match on this record.
     logger_->error() << "on_fetch_config_failure : retry limit reached, abort";
     clean_up_pending_config_requests();
     return false;

@@ -2,15 +2,11 @@
 // object it works on, and the dispatcher's timing.
 #include <memory>
 
-#include "korrin/config_manager.h"
+#include "base/kinds.h"
+#include "korrin/compat/config_manager_impl.h"
 
 namespace korrin {
 namespace config {
-
-namespace {
-// Wait before asking again whether an accessory that is not ready is ready now.
-constexpr int kNotReadyDeferSeconds = 6;
-}  // namespace
 
 ConfigAccessoryParams::ConfigAccessoryParams(ConfigInterface* config, int defer_time, int timeout)
     : config_(config), defer_time_(defer_time), timeout_(timeout) {}
@@ -25,7 +21,7 @@ TaskParametersInterface* ConfigAccessoryParams::clone() const {
   return new ConfigAccessoryParams(config.release(), defer_time_, timeout_);
 }
 
-int ConfigAccessoryParams::get_type() const { return 0; }
+int ConfigAccessoryParams::get_type() const { return detail::kConfigureTask; }
 
 int ConfigAccessoryParams::check_status() {
   if (globals::plugins.system_info == nullptr || config_ == nullptr) {
@@ -35,7 +31,7 @@ int ConfigAccessoryParams::check_status() {
   if (accessory != nullptr && accessory->is_config_ready()) {
     return TASK_RUN;
   }
-  defer_time_ = kNotReadyDeferSeconds;
+  defer_time_ = detail::kNotReadyDeferSeconds;
   return TASK_DEFER;
 }
 

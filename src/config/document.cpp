@@ -5,19 +5,15 @@
 #include <functional>
 #include <memory>
 
+#include "base/json_tree.h"
 #include "config/json_fields.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
 
 namespace korrin {
 namespace config {
 
 namespace {
-
-struct TreeDeleter {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using Tree = std::unique_ptr<cJSON, TreeDeleter>;
 
 // The node whose member "templateConfiguration" is looked for: the root, or
 // the first descendant reached through first children only (an array on the
@@ -57,7 +53,7 @@ const char* error_position_in(const std::string& document) {
 }  // namespace
 
 bool ConfigImpl::update_from_server(std::string const& document) {
-  Tree tree;
+  detail::JsonTree tree;
   if (document.empty()) {
     logger_->info() << "update_from_server: Nothing to parse";
   } else {
@@ -70,6 +66,7 @@ bool ConfigImpl::update_from_server(std::string const& document) {
     }
     return false;
   }
+  // Kept as written ("Enter:" after a blank): hosts match on this record.
   logger_->info() << "update_from_server Enter:";
 
   cJSON* holder = find_template_holder(tree.get());

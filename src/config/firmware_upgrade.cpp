@@ -3,13 +3,13 @@
 // leaves the accessory alone.
 #include <cjson/cJSON.h>
 
+#include "base/scoped_lock.h"
 #include "config/firmware_verdict.h"
 #include "config/json_fields.h"
-#include "frame/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {
@@ -26,6 +26,7 @@ std::string text_member(const cJSON* node, const std::string& key) {
 
 bool ConfigImpl::upgrade_firmware(cJSON* model_firmware, std::string const& current_version) {
   if (model_firmware == nullptr) {
+    // Kept as written: administrators match on this record.
     logger_->notice() << "upgrade_firmware" << ERR_PARSING
                       << ": Model_firmware_settings do not exist";
     return false;
@@ -35,6 +36,7 @@ bool ConfigImpl::upgrade_firmware(cJSON* model_firmware, std::string const& curr
   // Only the first entry is read; an empty list has no firmware name.
   const cJSON* entry = detail::first_child(model_firmware);
   if (detail::member(entry, KEY_FIRMWARE_NAME) == nullptr) {
+    // Kept as written, "firmare" included: hosts and administrators match on it.
     logger_->error() << "upgrade_firmware" << ERR_QELM << ": no/null firmare name in JSON";
     return false;
   }
@@ -44,6 +46,7 @@ bool ConfigImpl::upgrade_firmware(cJSON* model_firmware, std::string const& curr
     logger_->notice() << "upgrade_firmware: Legacy Flow - delegate upgrade to config driver";
     globals::plugins.device->delegate_upgrade(accessory_id_);
   } else if (equals_ignore_case(FIRMWARE_CURRENT, firmware_version)) {
+    // Kept as written, no separator after the name: hosts match on this record.
     logger_->debug() << "upgrade_firmwarestay on current version, skip upgrade";
   } else {
     upgrade_firmware(firmware_version, firmware_name, current_version);

@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "config/firmware_verdict.h"
-#include "korrin/config.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {
@@ -48,6 +48,7 @@ int ConfigImpl::check_firmware_upgrade(std::string const& candidate, std::string
   }
   // Only the configured name is checked: the accessory reports what it runs.
   if (is_naming_corrupted(candidate)) {
+    // Kept as written ("candidate<", ">, reported<"): hosts match on this record.
     logger_->warning() << "check_firmware_upgrade: naming format not supported, candidate<"
                        << candidate << ">, reported<" << reported << ">";
     return detail::kFirmwareNoUpgrade;

@@ -2,9 +2,9 @@
 // pair, and the manager's own host resources (logger and two locks).
 #include <stdexcept>
 
-#include "frame/plugins_check.h"
-#include "frame/scoped_lock.h"
-#include "korrin/config_manager.h"
+#include "base/plugins_check.h"
+#include "base/scoped_lock.h"
+#include "korrin/compat/config_manager_impl.h"
 
 namespace korrin {
 namespace config {
@@ -29,6 +29,7 @@ ConfigManager::~ConfigManager() = default;
 
 ConfigManagerImpl* ConfigManagerImpl::get_instance() {
   if (!detail::plugins_complete(globals::plugins)) {
+    // Kept as written (not init()'s wording): hosts match on the exception text.
     throw std::runtime_error("plugins hasn't been initialized properly");
   }
   // Not locked: the host makes the first call before it can make two at once.

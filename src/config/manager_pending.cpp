@@ -1,7 +1,7 @@
 // The set of configuration objects waiting for the document being fetched,
 // and the flag that says a configure request is in progress.
-#include "frame/scoped_lock.h"
-#include "korrin/config_manager.h"
+#include "base/scoped_lock.h"
+#include "korrin/compat/config_manager_impl.h"
 
 namespace korrin {
 namespace config {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <stdexcept>
 
-#include "frame/scoped_lock.h"
-#include "korrin/config_manager.h"
+#include "base/scoped_lock.h"
+#include "korrin/compat/config_manager_impl.h"
 
 namespace korrin {
 namespace config {

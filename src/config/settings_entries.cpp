@@ -7,10 +7,10 @@
 #include <cstdlib>
 
 #include "config/json_fields.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {
@@ -76,6 +76,7 @@ int ConfigImpl::save_config_to_map(cJSON* settings) {
 
     // A "name" that is not a string counts as missing.
     if (!detail::is_non_empty_text(name_item)) {
+      // Kept as written: administrators match on this record.
       logger_->notice() << "save_config_to_map" << ERR_QELM
                         << ": Parameter extracted has missing KEY name. Cannot identify which "
                            "parameter.";
@@ -138,6 +139,7 @@ int ConfigImpl::save_config_to_map(cJSON* settings) {
         } else if (string_ends_with(name, "User")) {
           param.user_value = value;
         }
+        // Kept as written, no blank after "user_value:": hosts match on this record.
         logger_->debug() << "save_config_to_map: " << logged_id << ", key: " << param.key
                          << ", value: " << param.value << ", user_value:" << param.user_value
                          << ", access: " << access;

@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "config/json_fields.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
 
 namespace korrin {
 namespace config {
@@ -81,6 +81,7 @@ bool ConfigImpl::apply_settings(cJSON* settings) {
 
 bool ConfigImpl::save_model_specific_settings_params(cJSON* model_firmware) {
   if (model_firmware == nullptr) {
+    // Kept as written, blank before the colon: hosts match on this record.
     logger_->info() << "save_model_specific_settings_params : Model_firmware_settings do not exist";
     return false;
   }

@@ -3,18 +3,19 @@
 // dongle when the accessory has one).
 #include <cjson/cJSON.h>
 
+#include "base/scoped_lock.h"
 #include "config/json_fields.h"
-#include "frame/scoped_lock.h"
-#include "korrin/config.h"
-#include "korrin/constants.h"
-#include "korrin/error_tags.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/config_impl.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/error_tags.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace config {
 
 bool ConfigImpl::parse_remote_default_config(cJSON* template_config) {
   if (template_config == nullptr) {
+    // Kept as written, blank before the colon: hosts match on this record.
     logger_->notice() << "parse_remote_default_config : No default config settings to parse";
     return false;
   }

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "korrin/config_manager.h"
+#include "korrin/compat/config_manager_impl.h"
 
 unsigned get_seconds_to_wait(unsigned minimum, unsigned spread) {
   std::srand(static_cast<unsigned>(std::time(nullptr)));

@@ -6,9 +6,10 @@
 #include <memory>
 #include <string>
 
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
-#include "korrin/string_utils.h"
+#include "base/json_tree.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/inventory_metric.h"
+#include "korrin/compat/string_utils.h"
 #include "metrics/maker_accessory.h"
 
 namespace korrin {
@@ -18,10 +19,7 @@ namespace {
 
 // A tree under construction. Host queries may throw while it is being
 // filled; the handle frees it then, and release() hands it on once built.
-struct TreeDeleter {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+using Tree = korrin::detail::JsonTree;
 
 // Adds `item` under `key`; false when there is no item or cJSON could not
 // copy the key, in which case the item is freed here instead of leaking.
@@ -126,6 +124,7 @@ std::string InventoryMetric::assemble_metrics() {
   // "value" is attached at once, so every later failure frees it with the envelope.
   cJSON* value = !envelope ? nullptr : cJSON_CreateObject();
   if (value == nullptr || !attach(envelope.get(), KEY_VALUE, value)) {
+    // Kept as written ("Envelop"): hosts match on this record.
     logger->error() << "assemble_metrics" << ERR_LIB << ": Envelop build failed";
     return std::string();
   }

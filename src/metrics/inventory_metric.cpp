@@ -1,11 +1,12 @@
 // An inventory metric's lifetime and the two halves of sending: queuing on
 // the caller's thread, building and posting on the dispatcher's thread.
+#include "korrin/compat/inventory_metric.h"
+
 #include <memory>
 #include <stdexcept>
 
-#include "frame/plugins_check.h"
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
+#include "base/plugins_check.h"
+#include "korrin/compat/constants.h"
 #include "metrics/inventory_words.h"
 
 namespace korrin {
@@ -27,6 +28,7 @@ InventoryMetric::InventoryMetric(const korrin::AccessoryInfoInterface* given,
     // The destructor does not run for a half-built object: release the clone here.
     delete accessory;
     accessory = nullptr;
+    // Kept as written (not init()'s wording): hosts match on the exception text.
     throw std::runtime_error("plugins hasn't been initialized properly");
   }
   logger = create_logger(korrin::globals::plugins.log, logger_name, true);

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "korrin/constants.h"
-#include "korrin/string_utils.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/string_utils.h"
 
 namespace korrin {
 namespace metrics {

@@ -2,7 +2,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "korrin/metrics.h"
+#include "base/kinds.h"
+#include "korrin/compat/inventory_metric.h"
 #include "metrics/inventory_words.h"
 
 namespace {
@@ -22,16 +23,16 @@ std::string unsupported_type_text(int type) {
 }  // namespace
 
 korrin::metrics::MetricsInterface* create_metric(korrin::AccessoryInfoInterface* accessory) {
-  namespace detail = korrin::metrics::detail;
+  namespace words = korrin::metrics::detail;
   if (accessory == nullptr) {
     throw std::runtime_error("metrics factory: accessory is empty");
   }
   const int type = accessory->get_accessory_type();
   switch (type) {
-    case detail::kHeadsetAccessoryType:
-      return new korrin::metrics::HeadsetInventoryMetrics(accessory, detail::kHeadsetLoggerName);
-    case detail::kCameraAccessoryType:
-      return new korrin::metrics::CameraInventoryMetrics(accessory, detail::kCameraLoggerName);
+    case korrin::detail::kHeadsetAccessory:
+      return new korrin::metrics::HeadsetInventoryMetrics(accessory, words::kHeadsetLoggerName);
+    case korrin::detail::kCameraAccessory:
+      return new korrin::metrics::CameraInventoryMetrics(accessory, words::kCameraLoggerName);
     default: throw std::runtime_error(unsupported_type_text(type));
   }
 }

@@ -1,13 +1,13 @@
 // The two metric kinds: they differ only in their type and document keys.
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/inventory_metric.h"
 
 namespace korrin {
 namespace metrics {
 
-HeadsetInventoryMetrics::HeadsetInventoryMetrics(const korrin::AccessoryInfoInterface* accessory,
+HeadsetInventoryMetrics::HeadsetInventoryMetrics(const korrin::AccessoryInfoInterface* described,
                                                  const std::string& logger_name)
-    : InventoryMetric(accessory, logger_name) {}
+    : InventoryMetric(described, logger_name) {}
 
 int HeadsetInventoryMetrics::get_type() const { return 0; }
 
@@ -15,9 +15,9 @@ std::string HeadsetInventoryMetrics::get_inventory_base_key() { return KEY_HEADS
 
 std::string HeadsetInventoryMetrics::get_inventory_accessory_key() { return KEY_HEADSET; }
 
-CameraInventoryMetrics::CameraInventoryMetrics(const korrin::AccessoryInfoInterface* accessory,
+CameraInventoryMetrics::CameraInventoryMetrics(const korrin::AccessoryInfoInterface* described,
                                                const std::string& logger_name)
-    : InventoryMetric(accessory, logger_name) {}
+    : InventoryMetric(described, logger_name) {}
 
 int CameraInventoryMetrics::get_type() const { return 1; }
 

@@ -3,10 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "frame/url_tokens.h"
-#include "korrin/constants.h"
-#include "korrin/metrics.h"
-#include "metrics/inventory_words.h"
+#include "base/url_tokens.h"
+#include "korrin/compat/constants.h"
+#include "korrin/compat/inventory_metric.h"
 
 namespace korrin {
 namespace metrics {
@@ -14,22 +13,22 @@ namespace metrics {
 std::string InventoryMetric::get_post_url() {
   korrin::SystemInfoInterface* system_info = korrin::globals::plugins.system_info;
   std::string url = system_info->get_inventory_url();
+  // Kept as written, no colon after the name: hosts match on this record.
   logger->notice() << "get_post_url tokenized url: " << url;
   if (url.empty()) {
     logger->error() << "get_post_url" << ERR_PLUGIN << " system info has no url for inventory";
     return std::string();
   }
 
-  const std::string token = detail::kServerToken;
-  const std::size_t position = url.find(token);
-  if (position != std::string::npos) {
+  if (korrin::detail::has_token(url, korrin::detail::kInventoryServerToken)) {
     const std::vector<std::string> servers = system_info->get_config_servers();
     if (servers.empty()) {
       logger->warning() << "get_post_url" << ERR_PLUGIN << " no config servers found, returning";
       return url;
     }
     // Only the first server is used; an IPv6 literal must be bracketed in a URL.
-    url.replace(position, token.size(), korrin::detail::bracket_address(servers.front()));
+    korrin::detail::replace_token(url, korrin::detail::kInventoryServerToken,
+                                  korrin::detail::bracket_address(servers.front()));
   }
 
   logger->info() << "get_post_url target inventory url: " << url;

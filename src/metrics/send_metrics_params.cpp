@@ -1,6 +1,6 @@
 // Parameters of a queued inventory task.
-#include "korrin/metrics.h"
-#include "metrics/inventory_words.h"
+#include "base/kinds.h"
+#include "korrin/compat/inventory_metric.h"
 
 namespace korrin {
 namespace metrics {
@@ -16,7 +16,7 @@ korrin::TaskParametersInterface* SendMetricsParams::clone() const {
                                timeout);
 }
 
-int SendMetricsParams::get_type() const { return detail::kInventoryTaskType; }
+int SendMetricsParams::get_type() const { return korrin::detail::kInventoryTask; }
 
 int SendMetricsParams::check_status() {
   if (korrin::globals::plugins.system_info == nullptr) {
@@ -30,7 +30,7 @@ int SendMetricsParams::check_status() {
   if (accessory->is_inventory_ready()) {
     return korrin::TASK_RUN;
   }
-  defer_time = detail::kNotReadyDeferSeconds;
+  defer_time = korrin::detail::kNotReadyDeferSeconds;
   return korrin::TASK_DEFER;
 }
 

@@ -1,7 +1,7 @@
 // RAII ownership of a host lock, so that no library lock stays taken when a
 // host call throws.
-#ifndef KORRIN_SRC_FRAME_SCOPED_LOCK_H
-#define KORRIN_SRC_FRAME_SCOPED_LOCK_H
+#ifndef KORRIN_SRC_BASE_SCOPED_LOCK_H
+#define KORRIN_SRC_BASE_SCOPED_LOCK_H
 
 #include "korrin/plugins.h"
 
@@ -38,4 +38,4 @@ class ScopedLock {
 }  // namespace detail
 }  // namespace korrin
 
-#endif  // KORRIN_SRC_FRAME_SCOPED_LOCK_H
+#endif  // KORRIN_SRC_BASE_SCOPED_LOCK_H

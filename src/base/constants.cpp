@@ -1,11 +1,13 @@
 // The one definition of every shared constant, in declaration order.
-#include "korrin/constants.h"
+#include "korrin/compat/constants.h"
+
+#include "base/url_tokens.h"
 
 const std::string DEFAULT_HEADSET_CONFIG_FILE = "defaultheadsetconfig.json";
 const std::string HTTP_SCHEME = "http://";
 const std::string HTTPS_SCHEME = "https://";
 const std::string TFTP_SCHEME = "tftp://";
-const std::string TFTP_TOKEN = "{tftp}";
+const std::string TFTP_TOKEN = korrin::detail::kConfigServerToken;
 const std::string ZELOR_VENDOR = "Zelor";
 const std::string UNKNOWN_VALUE = "Unknown";
 const std::string KEY_TIME = "time";

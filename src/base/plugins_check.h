@@ -1,6 +1,6 @@
 // Completeness test of a plugin table, shared by every guard that reads it.
-#ifndef KORRIN_SRC_FRAME_PLUGINS_CHECK_H
-#define KORRIN_SRC_FRAME_PLUGINS_CHECK_H
+#ifndef KORRIN_SRC_BASE_PLUGINS_CHECK_H
+#define KORRIN_SRC_BASE_PLUGINS_CHECK_H
 
 #include "korrin/plugins.h"
 
@@ -17,4 +17,4 @@ inline bool plugins_complete(const Plugins& plugins) {
 }  // namespace detail
 }  // namespace korrin
 
-#endif  // KORRIN_SRC_FRAME_PLUGINS_CHECK_H
+#endif  // KORRIN_SRC_BASE_PLUGINS_CHECK_H

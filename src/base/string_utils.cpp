@@ -1,12 +1,12 @@
 // String helpers and the headset-model rules.
-#include "korrin/string_utils.h"
+#include "korrin/compat/string_utils.h"
 
 #include <cctype>
 #include <locale>
 #include <sstream>
 #include <string>
 
-#include "korrin/constants.h"
+#include "korrin/compat/constants.h"
 #include "korrin/plugins.h"
 
 void to_lower(std::string& s) {
