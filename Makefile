@@ -3,7 +3,7 @@
 
 .PHONY: all example demo test asan tsan lint format clean aarch64 armhf package consumer symbols docs
 .PHONY: bench bench-smoke bench-callgrind bench-aarch64
-.PHONY: fuzz-smoke memcheck soak
+.PHONY: fuzz-smoke memcheck soak web web-serve web-test
 
 all: test
 
@@ -114,6 +114,24 @@ bench-callgrind:
 	cmake --preset bench
 	cmake --build --preset bench
 	scripts/bench-callgrind --sizes 10,100,1000,10000,100000 --pending 1,10,100,1000 --check
+
+# The document checker for the browser: libkorrin, cJSON (compiled from
+# Debian's cjson source package) and the planning library in WebAssembly,
+# and the static site around them in build/web.
+web:
+	scripts/install-deps build web
+	scripts/fetch-cjson-source build/web-deps/cjson
+	cmake --preset wasm
+	cmake --build --preset wasm
+	ctest --preset wasm
+	scripts/web-assemble build/wasm build/web
+
+# Serves build/web on 127.0.0.1 (WEB_PORT, default 8018) until interrupted.
+WEB_PORT ?= 8018
+web-serve:
+	@test -f build/web/index.html || { echo "build/web is not built: run make web first" >&2; exit 1; }
+	@echo "The document checker: http://127.0.0.1:$(WEB_PORT)/"
+	python3 -m http.server --bind 127.0.0.1 --directory build/web $(WEB_PORT)
 
 lint:
 	scripts/install-deps build host lint
