@@ -118,21 +118,21 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
     }
     options.log_records = true;
   }
-  PlanReport report;
+  korrin_plan::PlanReport report;
   try {
     report = run_plan(options, err);
   } catch (const InputError& error) {
     err << "korrin-host plan: " << error.what() << "\n";
     return kExitBadInput;
   }
-  out << (options.format == PlanFormat::kJson ? format_plan_json(report)
-                                              : format_plan_text(report));
+  out << (options.format == PlanFormat::kJson ? korrin_plan::format_plan_json(report)
+                                              : korrin_plan::format_plan_text(report));
   std::string refused;
   int count = 0;
-  for (const AccessoryPlan& accessory : report.accessories) {
-    if (accessory.outcome != DocumentOutcome::kTaken) {
+  for (const korrin_plan::AccessoryPlan& accessory : report.accessories) {
+    if (accessory.outcome != korrin_plan::DocumentOutcome::kTaken) {
       refused += (refused.empty() ? "" : ", ") + accessory.facts.id + " (" +
-                 outcome_name(accessory.outcome) + ")";
+                 korrin_plan::outcome_name(accessory.outcome) + ")";
       ++count;
     }
   }

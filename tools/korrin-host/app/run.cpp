@@ -15,6 +15,7 @@
 #include "korrin/metrics.h"
 #include "korrin/plugins.h"
 #include "korrin_host/fetch_listener.h"
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
 #include "korrin_host/log_sink.h"
 #include "korrin_host/mutex_factory.h"

@@ -110,10 +110,6 @@ std::vector<AccessoryFacts> parse_accessories(const std::string& text, const std
   return accessories;
 }
 
-std::vector<AccessoryFacts> load_accessories(const std::string& path) {
-  return parse_accessories(read_text_file(path), path);
-}
-
 std::vector<AccessoryFacts> parse_accessory_or_list(const std::string& text,
                                                     const std::string& origin) {
   const JsonDocument document(text, origin);

@@ -48,8 +48,6 @@ struct AccessoryFacts {
 
 /// Parses an accessories file's text; `origin` names it in errors.
 std::vector<AccessoryFacts> parse_accessories(const std::string& text, const std::string& origin);
-/// Reads and parses an accessories file; InputError when unreadable or malformed.
-std::vector<AccessoryFacts> load_accessories(const std::string& path);
 /// Parses a file that holds either one accessory (a JSON object with the
 /// members above) or a list of them (an accessories file).
 std::vector<AccessoryFacts> parse_accessory_or_list(const std::string& text,

@@ -3,31 +3,9 @@
 #include <cjson/cJSON.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace korrin_host {
-
-std::string read_text_file(const std::string& path) {
-  // A directory opens as a stream that reads nothing: say what it is instead.
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) {
-    throw InputError("cannot read " + path + ": " + std::strerror(EISDIR));
-  }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    throw InputError("cannot read " + path + ": " + std::strerror(errno));
-  }
-  std::ostringstream content;
-  content << in.rdbuf();
-  if (in.bad()) {
-    throw InputError("cannot read " + path + ": read error");
-  }
-  return content.str();
-}
 
 std::pair<int, int> line_and_column(const std::string& text, std::size_t offset) {
   int line = 1;

@@ -1,4 +1,4 @@
-// Reading the host's JSON input files with cJSON, with errors that name the
+// Parsing the host's JSON inputs with cJSON, with errors that name the
 // file and the line and column of the problem.
 #ifndef KORRIN_HOST_JSON_INPUT_H
 #define KORRIN_HOST_JSON_INPUT_H
@@ -19,9 +19,6 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The whole content of a file; throws InputError "cannot read PATH: REASON".
-std::string read_text_file(const std::string& path);
-
 /// 1-based line and column of byte `offset` of `text`.
 std::pair<int, int> line_and_column(const std::string& text, std::size_t offset);
 
@@ -34,11 +31,6 @@ class JsonDocument {
   JsonDocument(const JsonDocument&) = delete;
   JsonDocument& operator=(const JsonDocument&) = delete;
   ~JsonDocument();
-
-  /// Reads and parses the file at `path`, which becomes the origin.
-  static JsonDocument from_file(const std::string& path) {
-    return JsonDocument(read_text_file(path), path);
-  }
 
   const cJSON* root() const { return root_; }
   const std::string& origin() const { return origin_; }

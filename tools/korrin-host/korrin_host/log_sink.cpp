@@ -16,11 +16,6 @@ constexpr int kLevelCount = 6;
 
 }  // namespace
 
-const char* level_name(korrin::log::LogLevel level) {
-  const int index = static_cast<int>(level);
-  return index >= 0 && index < kLevelCount ? kLevelNames[index] : "level?";
-}
-
 bool parse_log_level(const std::string& text, korrin::log::LogLevel& level) {
   std::string lowered;
   for (const char c : text) {

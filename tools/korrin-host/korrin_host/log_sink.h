@@ -11,11 +11,9 @@
 #include <string>
 
 #include "korrin/host_log.h"
+#include "korrin_host/log_capture.h"
 
 namespace korrin_host {
-
-/// Lower-case name of a level ("notice"); "level?" for a value out of range.
-const char* level_name(korrin::log::LogLevel level);
 
 /// Reads a level name ("warning", any case) or its number ("2") into `level`.
 /// Returns false, leaving `level` alone, for anything else.

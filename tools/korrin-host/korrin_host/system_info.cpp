@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
 
 namespace korrin_host {

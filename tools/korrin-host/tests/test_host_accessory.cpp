@@ -10,6 +10,7 @@
 
 #include "host_support/input_error.h"
 #include "korrin_host/accessory.h"
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
 
 namespace {

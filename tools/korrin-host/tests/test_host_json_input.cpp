@@ -5,6 +5,7 @@
 
 #include "host_support/input_error.h"
 #include "host_support/temp_dir.h"
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
 
 namespace {
@@ -63,7 +64,7 @@ TEST(HostJsonInput, ADirectoryIsRefusedInsteadOfReadAsEmpty) {
 TEST(HostJsonInput, FromFileReadsAndParses) {
   korrin_host_test::TempDir dir;
   const std::string path = dir.write("a.json", "{\"x\": \"y\"}");
-  const JsonDocument document = JsonDocument::from_file(path);
+  const JsonDocument document = korrin_host::read_json_file(path);
   EXPECT_EQ(document.origin(), path);
   EXPECT_EQ(JsonObjectReader(document.root(), "a").string("x"), "y");
 }

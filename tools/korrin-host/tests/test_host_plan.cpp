@@ -12,20 +12,21 @@
 
 #include "korrin/plugins.h"
 #include "korrin_host/accessory.h"
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
-#include "plan.h"
+#include "korrin_plan/plan.h"
 
 namespace {
 
 using korrin_host::AccessoryFacts;
-using korrin_host::AccessoryPlan;
 using korrin_host::DeviceCall;
-using korrin_host::DocumentOutcome;
-using korrin_host::FirmwarePlan;
 using korrin_host::LogRecord;
-using korrin_host::PlanHost;
-using korrin_host::PlannedSetting;
-using korrin_host::StoredSetting;
+using korrin_plan::AccessoryPlan;
+using korrin_plan::DocumentOutcome;
+using korrin_plan::FirmwarePlan;
+using korrin_plan::PlanHost;
+using korrin_plan::PlannedSetting;
+using korrin_plan::StoredSetting;
 
 AccessoryFacts headset(const std::string& model, const std::string& serial,
                        const std::string& firmware) {
@@ -48,7 +49,7 @@ PlanHost file_host() {
 
 AccessoryPlan plan(const std::string& document, const AccessoryFacts& facts,
                    const std::string* previous_time = nullptr, const PlanHost& host = file_host()) {
-  return korrin_host::plan_accessory(
+  return korrin_plan::plan_accessory(
       document, facts, host,
       previous_time != nullptr ? std::optional<std::string>(*previous_time) : std::nullopt);
 }

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "host_support/run_main.h"
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
 
 namespace {

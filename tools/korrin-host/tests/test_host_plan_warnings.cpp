@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "korrin/error_tags.h"
-#include "plan_warnings.h"
+#include "korrin_plan/warnings.h"
 
 namespace {
 
-using korrin_host::error_tag_of;
-using korrin_host::is_warning;
 using korrin_host::LogRecord;
+using korrin_plan::error_tag_of;
+using korrin_plan::is_warning;
 
 struct TagCase {
   std::string text;
@@ -86,7 +86,7 @@ TEST(HostPlanWarnings, WarningsOfKeepsTheOrderOfTheRecords) {
       {korrin::log::error, "A: four: failed"},
   };
   const std::vector<LogRecord> expected = {records[1], records[3]};
-  EXPECT_EQ(korrin_host::warnings_of(records), expected);
+  EXPECT_EQ(korrin_plan::warnings_of(records), expected);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "host_support/process.h"
 #include "host_support/temp_dir.h"
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
 
 namespace korrin_host_test {

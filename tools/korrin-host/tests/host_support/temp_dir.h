@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
 
 namespace korrin_host_test {

@@ -1,14 +1,14 @@
 // The configuration object a plan registers for its accessory: exactly the
 // library's headset or camera object, with read access to the state the
 // library keeps about the document it took.
-#ifndef KORRIN_HOST_APP_PLAN_CONFIG_H
-#define KORRIN_HOST_APP_PLAN_CONFIG_H
+#ifndef KORRIN_PLAN_OBSERVED_CONFIG_H
+#define KORRIN_PLAN_OBSERVED_CONFIG_H
 
 #include <string>
 
 #include "korrin/config.h"
 
-namespace korrin_host {
+namespace korrin_plan {
 
 /// What a plan reads from its configuration object after the document.
 class ObservedConfig {
@@ -50,6 +50,6 @@ class ObservedLeafConfig : public Leaf, public ObservedConfig {
   static std::string undecided() { return "\x01korrin-host plan: no firmware decision\x01"; }
 };
 
-}  // namespace korrin_host
+}  // namespace korrin_plan
 
-#endif  // KORRIN_HOST_APP_PLAN_CONFIG_H
+#endif  // KORRIN_PLAN_OBSERVED_CONFIG_H

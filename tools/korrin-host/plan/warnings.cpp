@@ -1,10 +1,10 @@
-#include "plan_warnings.h"
+#include "korrin_plan/warnings.h"
 
 #include <cctype>
 
 #include "korrin/error_tags.h"
 
-namespace korrin_host {
+namespace korrin_plan {
 
 std::string error_tag_of(const std::string& text) {
   // The logger's name ends at the first ": "; the function's name follows.
@@ -44,4 +44,4 @@ std::vector<LogRecord> warnings_of(const std::vector<LogRecord>& records) {
   return warnings;
 }
 
-}  // namespace korrin_host
+}  // namespace korrin_plan

@@ -1,13 +1,16 @@
 // Which of the library's log records a plan reports as warnings.
-#ifndef KORRIN_HOST_APP_PLAN_WARNINGS_H
-#define KORRIN_HOST_APP_PLAN_WARNINGS_H
+#ifndef KORRIN_PLAN_WARNINGS_H
+#define KORRIN_PLAN_WARNINGS_H
 
 #include <string>
 #include <vector>
 
 #include "korrin_host/log_capture.h"
 
-namespace korrin_host {
+namespace korrin_plan {
+
+using korrin_host::LogRecord;
+
 
 /// The library's error tag ("[QELM-ERR]" and the others of error_tags.h)
 /// that a record carries directly after its function name, as in
@@ -22,6 +25,6 @@ bool is_warning(const LogRecord& record);
 /// The warnings among `records`, in order.
 std::vector<LogRecord> warnings_of(const std::vector<LogRecord>& records);
 
-}  // namespace korrin_host
+}  // namespace korrin_plan
 
-#endif  // KORRIN_HOST_APP_PLAN_WARNINGS_H
+#endif  // KORRIN_PLAN_WARNINGS_H

@@ -7,10 +7,13 @@
 #include <ctime>
 #include <sstream>
 
-#include "korrin_host/log_sink.h"
-#include "plan.h"
+#include "korrin_plan/format.h"
 
-namespace korrin_host {
+namespace korrin_plan {
+
+using korrin_host::accessory_type_name;
+using korrin_host::describe_accessory;
+using korrin_host::level_name;
 
 std::string format_time_number(double time) {
   if (std::isnan(time)) {
@@ -327,7 +330,8 @@ void print_json(const cJSON* item, const std::string& indent, std::string& text)
 
 }  // namespace
 
-std::string format_plan_text(const PlanReport& report) {
+std::string format_plan_text(const PlanReport& report, const TextOptions& options) {
+  (void)options;
   std::ostringstream out;
   out << "Plan of " << report.document_file << " for " << report.accessories.size()
       << (report.accessories.size() == 1 ? " accessory" : " accessories") << "\n";
@@ -367,4 +371,4 @@ std::string format_plan_json(const PlanReport& report) {
   return text + "\n";
 }
 
-}  // namespace korrin_host
+}  // namespace korrin_plan
