@@ -1,0 +1,94 @@
+// The browser checker's module gives the plan `korrin-host plan --format
+// json` prints, byte for byte: for every example document and every
+// document of the checker's golden cases, planned for the example
+// accessories, with and without a previous version stamp.
+//
+//   node --no-experimental-fetch plan_equality.js MODULE_JS KORRIN_HOST SOURCE_DIR
+"use strict";
+
+const childProcess = require("child_process");
+const fs = require("fs");
+const path = require("path");
+
+function documentsUnder(directory, accept) {
+  if (!fs.existsSync(directory)) return [];
+  const found = [];
+  for (const entry of fs.readdirSync(directory, { withFileTypes: true })) {
+    const full = path.join(directory, entry.name);
+    if (entry.isDirectory()) found.push(...documentsUnder(full, accept));
+    else if (accept(entry.name)) found.push(full);
+  }
+  return found.sort();
+}
+
+async function main() {
+  const [modulePath, korrinHost, sourceDir] = process.argv.slice(2);
+  if (!modulePath || !korrinHost || !sourceDir) {
+    console.error("usage: plan_equality.js MODULE_JS KORRIN_HOST SOURCE_DIR");
+    return 2;
+  }
+  if (!fs.existsSync(korrinHost)) {
+    console.error(`plan_equality: ${korrinHost} does not exist: build korrin-host (dev preset) first`);
+    return 2;
+  }
+  const createKorrinModule = require(path.resolve(modulePath));
+  const korrin = await createKorrinModule({ print: () => {}, printErr: () => {} });
+
+  const accessoriesFile = path.join(sourceDir, "examples", "accessories.json");
+  const accessories = fs.readFileSync(accessoriesFile, "utf8");
+  const documents = [
+    ...documentsUnder(path.join(sourceDir, "examples", "documents"), (name) => name.endsWith(".json")),
+    ...documentsUnder(path.join(sourceDir, "tests", "data", "check"),
+      (name) => name.endsWith(".json") && !/accessor|expected|plan/.test(name)),
+  ];
+  if (documents.length === 0) {
+    console.error("plan_equality: no documents found");
+    return 1;
+  }
+
+  let failures = 0;
+  let cases = 0;
+  for (const documentFile of documents) {
+    const documentText = fs.readFileSync(documentFile, "utf8");
+    for (const previousTime of [null, "x-1700000000"]) {
+      cases += 1;
+      const args = ["plan", "--document", documentFile, "--fleet", accessoriesFile, "--format", "json"];
+      if (previousTime !== null) args.push("--previous-time", previousTime);
+      const run = childProcess.spawnSync(korrinHost, args, { encoding: "utf8" });
+      const label = `${path.relative(sourceDir, documentFile)}` +
+        (previousTime === null ? "" : ` --previous-time ${previousTime}`);
+      if (run.status !== 0 && run.status !== 1) {
+        console.log(`FAILED ${label}: korrin-host exited with ${run.status}: ${run.stderr}`);
+        failures += 1;
+        continue;
+      }
+      const fromPage = korrin.plan(documentFile, documentText, accessoriesFile, accessories,
+        "", "", previousTime !== null, previousTime === null ? "" : previousTime);
+      if (fromPage === run.stdout) {
+        const exitStatus = JSON.parse(fromPage).exitStatus;
+        if (exitStatus !== run.status) {
+          console.log(`FAILED ${label}: exitStatus ${exitStatus}, korrin-host exited with ${run.status}`);
+          failures += 1;
+        } else {
+          console.log(`ok ${label}`);
+        }
+        continue;
+      }
+      failures += 1;
+      const expected = run.stdout.split("\n");
+      const actual = fromPage.split("\n");
+      let line = 0;
+      while (line < expected.length && expected[line] === actual[line]) line += 1;
+      console.log(`FAILED ${label}: first difference at line ${line + 1}`);
+      console.log(`  korrin-host: ${expected[line]}`);
+      console.log(`  module:      ${actual[line]}`);
+    }
+  }
+  console.log(`${cases - failures} of ${cases} plans equal`);
+  return failures === 0 ? 0 : 1;
+}
+
+main().then((status) => process.exit(status), (error) => {
+  console.error(error);
+  process.exit(1);
+});
