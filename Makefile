@@ -123,7 +123,7 @@ web:
 	scripts/fetch-cjson-source build/web-deps/cjson
 	cmake --preset wasm
 	cmake --build --preset wasm
-	ctest --preset wasm
+	ctest --preset wasm -LE web-native
 	scripts/web-assemble build/wasm build/web
 
 # Serves build/web on 127.0.0.1 (WEB_PORT, default 8018) until interrupted.
@@ -132,6 +132,15 @@ web-serve:
 	@test -f build/web/index.html || { echo "build/web is not built: run make web first" >&2; exit 1; }
 	@echo "The document checker: http://127.0.0.1:$(WEB_PORT)/"
 	python3 -m http.server --bind 127.0.0.1 --directory build/web $(WEB_PORT)
+
+# The checker's plans against korrin-host's (native dev build) for every
+# example and golden document, then the page in headless Chromium.
+web-test: web
+	scripts/install-deps build host
+	cmake --preset dev
+	cmake --build --preset dev --target korrin-host
+	ctest --preset wasm
+	/usr/bin/python3 tools/web/tests/browser_test.py build/web build/dev/tools/korrin-host/korrin-host
 
 lint:
 	scripts/install-deps build host lint

@@ -147,7 +147,7 @@ function check() {
     } else if (message.type === "result") {
       clearInterval(progressTimer);
       $("check-button").disabled = false;
-      showResult(message.json, documentText, message.milliseconds);
+      showResult(message.json, message.view, documentText, message.milliseconds);
     } else if (message.type === "error") {
       clearInterval(progressTimer);
       $("check-button").disabled = false;
@@ -170,49 +170,26 @@ function check() {
 
 // ---- results --------------------------------------------------------------
 
-// Every finding of the report: the document findings (with their line and
-// column) and each accessory's findings and library warnings.
-function collectFindings(report) {
-  const findings = [];
-  const add = (finding, accessory) => findings.push(Object.assign({ accessory }, finding));
-  for (const finding of report.findings || []) add(finding, null);
-  for (const plan of report.accessories || []) {
-    for (const finding of plan.findings || []) add(finding, plan.id);
-    for (const record of plan.warnings || []) {
-      add({ severity: record.level, message: record.text }, plan.id);
-    }
-    for (const record of plan.configureRequiredWarnings || []) {
-      add({ severity: record.level, message: record.text }, plan.id);
-    }
-  }
-  return findings;
-}
-
-function showResult(json, documentText, milliseconds) {
-  let report;
-  try {
-    report = JSON.parse(json);
-  } catch (error) {
-    setStatus(`The checker returned no plan: ${error.message}`, true);
-    return;
-  }
-  if (report.error) {
-    setStatus(report.error, true);
+// `view` is the plan as the worker prepared it for showing (lists cut to
+// their first rows, with their lengths); `json` is the whole plan, for the
+// download.
+function showResult(json, view, documentText, milliseconds) {
+  if (view.error) {
+    setStatus(view.error, true);
     $("results").hidden = true;
     return;
   }
   lastPlanJson = json;
-  const findings = collectFindings(report);
-  flaggedLines = new Set(findings.filter((f) => f.line > 0).map((f) => f.line));
+  flaggedLines = new Set(view.flaggedLines);
   setDocument(documentText);
-  renderSummary(report, findings);
-  renderFindings(findings);
-  renderPlans(report);
+  renderSummary(view);
+  renderFindings(view.findings, view.findingsCount);
+  renderPlans(view);
   $("results").hidden = false;
   setStatus(`Checked in ${(milliseconds / 1000).toFixed(2)} s`);
 }
 
-function renderSummary(report, findings) {
+function renderSummary(report) {
   const summary = report.summary || {};
   const box = $("summary");
   box.replaceChildren();
@@ -223,14 +200,14 @@ function renderSummary(report, findings) {
     `${summary.notConfigured} not configured`,
     `${summary.upgradesRequested} upgrades requested`,
     `${summary.delegated} delegated`,
-    `${findings.length} findings`,
+    `${report.findingsCount} findings`,
   ];
   box.appendChild(text("strong", report.document));
   box.appendChild(text("span", `: ${parts.join(", ")}; exit status ${report.exitStatus}`));
   box.dataset.exitStatus = String(report.exitStatus);
 }
 
-function renderFindings(findings) {
+function renderFindings(findings, total) {
   const list = $("findings");
   list.replaceChildren();
   if (findings.length === 0) {
@@ -259,6 +236,18 @@ function renderFindings(findings) {
     }
     list.appendChild(item);
   }
+  if (total > findings.length) {
+    list.appendChild(text("li", `… and ${total - findings.length} more in the plan JSON`, "more"));
+  }
+}
+
+function limitNote(table, shown, total, columns) {
+  if (total <= shown) return;
+  const row = document.createElement("tr");
+  const cell = text("td", `… and ${total - shown} more in the plan JSON`, "more");
+  cell.colSpan = columns;
+  row.appendChild(cell);
+  table.appendChild(row);
 }
 
 function cellRow(table, cells, header) {
@@ -300,21 +289,23 @@ function renderPlans(report) {
     facts.appendChild(text("span", firmwareText(plan.firmware), "firmware"));
     section.appendChild(facts);
 
-    section.appendChild(text("div", `Settings sent (${plan.settings.length})`, "label"));
+    section.appendChild(text("div", `Settings sent (${plan.settingsCount})`, "label"));
     const sent = text("table", null, "settings");
     cellRow(sent, ["usage id", "key", "value", "access", "follows user"], true);
     for (const setting of plan.settings) {
       cellRow(sent, [setting.usageId, setting.key, setting.sent ? setting.value : "(not sent)",
         setting.access, setting.followUser === null ? "" : String(setting.followUser)]);
     }
+    limitNote(sent, plan.settings.length, plan.settingsCount, 5);
     section.appendChild(sent);
 
-    section.appendChild(text("div", `Stored, not sent (${plan.storedNotSent.length})`, "label"));
+    section.appendChild(text("div", `Stored, not sent (${plan.storedNotSentCount})`, "label"));
     const stored = text("table", null, "stored");
     cellRow(stored, ["usage id", "key", "value", "access"], true);
     for (const setting of plan.storedNotSent) {
       cellRow(stored, [setting.usageId, setting.key, setting.value, setting.access]);
     }
+    limitNote(stored, plan.storedNotSent.length, plan.storedNotSentCount, 4);
     section.appendChild(stored);
     box.appendChild(section);
   }

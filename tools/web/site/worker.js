@@ -27,6 +27,53 @@ function countAccessories(accessoriesJson) {
   }
 }
 
+// A document with 100,000 settings makes plans of as many rows per
+// accessory. The page shows the first rows of each list (the downloaded JSON
+// has them all); cutting them here keeps the parsing of the whole plan off
+// the page's thread.
+const ROW_LIMIT = 500;
+
+// Every finding of the report: the document findings (with their line and
+// column) and each accessory's findings and library warnings.
+function collectFindings(report) {
+  const findings = [];
+  const add = (finding, accessory) => findings.push(Object.assign({ accessory }, finding));
+  for (const finding of report.findings || []) add(finding, null);
+  for (const plan of report.accessories || []) {
+    for (const finding of plan.findings || []) add(finding, plan.id);
+    for (const record of plan.warnings || []) {
+      add({ severity: record.level, message: record.text }, plan.id);
+    }
+    for (const record of plan.configureRequiredWarnings || []) {
+      add({ severity: record.level, message: record.text }, plan.id);
+    }
+  }
+  return findings;
+}
+
+// What the page shows of the plan JSON: the report with its long lists cut
+// to their first rows, their lengths, and the lines that carry findings.
+function makeView(json) {
+  const report = JSON.parse(json);
+  if (report.error) return { error: report.error };
+  const findings = collectFindings(report);
+  const flaggedLines = [...new Set(findings.filter((f) => f.line > 0).map((f) => f.line))];
+  for (const plan of report.accessories || []) {
+    plan.settingsCount = plan.settings.length;
+    plan.settings = plan.settings.slice(0, ROW_LIMIT);
+    plan.storedNotSentCount = plan.storedNotSent.length;
+    plan.storedNotSent = plan.storedNotSent.slice(0, ROW_LIMIT);
+    delete plan.warnings;
+    delete plan.configureRequiredWarnings;
+    delete plan.findings;
+  }
+  delete report.findings;
+  report.findingsCount = findings.length;
+  report.findings = findings.slice(0, ROW_LIMIT);
+  report.flaggedLines = flaggedLines;
+  return report;
+}
+
 onmessage = async (event) => {
   const request = event.data;
   if (request.type !== "plan") return;
@@ -45,8 +92,8 @@ onmessage = async (event) => {
       request.previousName, request.previous,
       request.previousTimeGiven, request.previousTime);
     const elapsed = performance.now() - started;
-    progress("Showing the plan", 3, 3);
-    postMessage({ type: "result", id: request.id, json, milliseconds: elapsed });
+    progress("Preparing the view", 3, 3);
+    postMessage({ type: "result", id: request.id, json, view: makeView(json), milliseconds: elapsed });
   } catch (error) {
     postMessage({ type: "error", id: request.id, message: String(error && error.message || error) });
   }
