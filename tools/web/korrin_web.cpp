@@ -17,18 +17,10 @@ std::string json_string(const std::string& text) {
   std::string quoted = "\"";
   for (const char c : text) {
     switch (c) {
-      case '"':
-        quoted += "\\\"";
-        break;
-      case '\\':
-        quoted += "\\\\";
-        break;
-      case '\n':
-        quoted += "\\n";
-        break;
-      case '\t':
-        quoted += "\\t";
-        break;
+      case '"': quoted += "\\\""; break;
+      case '\\': quoted += "\\\\"; break;
+      case '\n': quoted += "\\n"; break;
+      case '\t': quoted += "\\t"; break;
       default:
         if (static_cast<unsigned char>(c) < 0x20) {
           static const char kHex[] = "0123456789abcdef";
@@ -77,6 +69,4 @@ std::string plan(const std::string& document_name, const std::string& document,
 
 }  // namespace
 
-EMSCRIPTEN_BINDINGS(korrin_web) {
-  emscripten::function("plan", &plan);
-}
+EMSCRIPTEN_BINDINGS(korrin_web) { emscripten::function("plan", &plan); }
