@@ -225,6 +225,7 @@ function renderFindings(findings, total) {
     if (finding.code) item.appendChild(text("span", ` [${finding.code}]`, "mono"));
     if (finding.accessory) item.appendChild(text("span", ` ${finding.accessory}:`));
     item.appendChild(text("span", ` ${finding.message}`));
+    if (finding.effect) item.appendChild(text("span", ` (${finding.effect})`, "effect"));
     if (finding.line > 0) {
       item.classList.add("has-line");
       item.dataset.line = String(finding.line);
@@ -308,6 +309,27 @@ function renderPlans(report) {
     limitNote(stored, plan.storedNotSent.length, plan.storedNotSentCount, 4);
     section.appendChild(stored);
     box.appendChild(section);
+  }
+}
+
+// What changes for the accessory from the previous document to this one.
+function renderChanges(section, changes) {
+  const valueText = (value, followsUser) =>
+    followsUser === null ? "" : followsUser ? "(follows the user)" : value;
+  section.appendChild(text("div", `Changes from the previous document (${changes.settingsCount})`,
+    "label"));
+  const table = text("table", null, "changes");
+  cellRow(table, ["change", "usage id", "key", "before", "now"], true);
+  for (const change of changes.settings) {
+    cellRow(table, [change.change, change.usageId, change.key,
+      valueText(change.previousValue, change.previousFollowsUser),
+      valueText(change.value, change.followsUser)]);
+  }
+  limitNote(table, changes.settings.length, changes.settingsCount, 5);
+  section.appendChild(table);
+  if (changes.firmware) {
+    section.appendChild(text("p", `firmware: ${firmwareText(changes.firmware.previous)} → ` +
+      `${firmwareText(changes.firmware.current)}`, "firmware-change"));
   }
 }
 

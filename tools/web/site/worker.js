@@ -63,6 +63,11 @@ function makeView(json) {
     plan.settings = plan.settings.slice(0, ROW_LIMIT);
     plan.storedNotSentCount = plan.storedNotSent.length;
     plan.storedNotSent = plan.storedNotSent.slice(0, ROW_LIMIT);
+    if (plan.changes) {
+      plan.changes.settingsCount = plan.changes.settings.length;
+      plan.changes.settings = plan.changes.settings.slice(0, ROW_LIMIT);
+    }
+    delete plan.routineRecords;
     delete plan.warnings;
     delete plan.configureRequiredWarnings;
     delete plan.findings;
