@@ -116,7 +116,10 @@ def finding_text(finding, accessory, document_name):
         text += f" [{finding['code']}]"
     if accessory:
         text += f" {accessory}:"
-    return text + f" {finding['message']}"
+    text += f" {finding['message']}"
+    if finding.get("effect"):
+        text += f" ({finding['effect']})"
+    return text
 
 
 def check_example(driver, base, korrin_host, downloads, document_name):
