@@ -216,6 +216,61 @@ def check_example(driver, base, korrin_host, downloads, document_name):
           f"{document_name}: the downloaded {target.name} equals korrin-host plan --format json")
 
 
+def check_edited_accessories(driver, base, korrin_host, downloads, work):
+    """Accessories edited in the form: the page plans the edited
+    descriptions, as korrin-host does for a file holding them."""
+    document_name = "office.json"
+    document = (EXAMPLES / "documents" / document_name).read_text(encoding="utf-8")
+    presets = json.loads((EXAMPLES / "accessories.json").read_text(encoding="utf-8"))
+    edited = [dict(presets[0]), dict(presets[2])]
+    edited[0]["firmware"] = "2-4-0"
+    edited[1]["model"] = "Zelor H-8"
+    edited[1]["dongleModel"] = "Zelor D-1"
+    edited[1]["dongleFirmware"] = "1-0-0"
+    accessories_file = work / "edited.json"
+    accessories_file.write_text(json.dumps(edited), encoding="utf-8")
+    expected_json = korrin_host_plan(korrin_host, document_name, accessories_file,
+                                     EXAMPLES / "documents")
+
+    driver.get(base)
+    # Keep the first and the third preset: remove the others from the form.
+    for index in reversed(range(len(presets))):
+        if index not in (0, 2):
+            driver.find_elements(By.CSS_SELECTOR, "#accessory-table tbody tr")[index] \
+                .find_element(By.TAG_NAME, "button").click()
+    rows = driver.find_elements(By.CSS_SELECTOR, "#accessory-table tbody tr")
+
+    def field(row, name):
+        return rows[row].find_element(By.CSS_SELECTOR, f"[data-field='{name}']")
+
+    for row, name, value in ((0, "firmware", "2-4-0"), (1, "model", "Zelor H-8"),
+                             (1, "dongleModel", "Zelor D-1"), (1, "dongleFirmware", "1-0-0")):
+        field(row, name).clear()
+        field(row, name).send_keys(value)
+    name = driver.find_element(By.ID, "document-name")
+    name.clear()
+    name.send_keys(document_name)
+    paste(driver, driver.find_element(By.ID, "document-input"), document)
+    driver.find_element(By.ID, "check-button").click()
+    status = wait_for_result(driver, 60)
+    check(status.startswith("Checked in"), f"edited accessories: status {status!r}")
+    for old in downloads.iterdir():
+        old.unlink()
+    driver.find_element(By.ID, "download-button").click()
+    target = downloads / "office.plan.json"
+    deadline = time.time() + 20
+    while not target.exists() and time.time() < deadline:
+        time.sleep(0.1)
+    time.sleep(0.2)
+    downloaded = target.read_text(encoding="utf-8") if target.exists() else None
+    check(downloaded == expected_json,
+          "edited accessories: the plan equals korrin-host's for the edited descriptions")
+    firmware = [s.text for s in driver.find_elements(By.CSS_SELECTOR, "#plans .firmware")]
+    wanted = [json.loads(expected_json)["accessories"][i]["firmware"]["action"] for i in (0, 1)]
+    check(len(firmware) == 2 and wanted[0] == "nothing" and firmware[0].startswith("nothing"),
+          f"edited accessories: firmware shown {firmware} for {wanted}")
+
+
 def check_large_document(driver, base, korrin_host, work):
     """100,000 settings: the page answers while the worker plans, shows
     its progress, and then shows the plan of each accessory."""
@@ -294,6 +349,7 @@ def main():
         try:
             for document_name in ("office.json", "template_not_first.json", "truncated.json"):
                 check_example(driver, base, korrin_host, work / "downloads", document_name)
+            check_edited_accessories(driver, base, korrin_host, work / "downloads", work)
             check_large_document(driver, base, korrin_host, work)
             errors = [entry for entry in driver.get_log("browser") if entry["level"] == "SEVERE"]
             check(not errors, f"no console errors ({errors})")
