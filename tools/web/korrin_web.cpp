@@ -1,9 +1,11 @@
-// The entry point of the browser checker's WebAssembly module: one call
-// from document text and accessory descriptions to the plan as JSON, the
-// document `korrin-host plan --fleet FILE --format json` prints for the
-// same inputs.
+// The entry point of the browser checker's WebAssembly module: one call,
+// `plan`, from a document and accessory descriptions to the plan as JSON
+// bytes, the document `korrin-host plan --fleet FILE --format json` prints
+// for the same inputs.
 #include <emscripten/bind.h>
+#include <emscripten/val.h>
 
+#include <cstdint>
 #include <string>
 
 #include "korrin_plan/format.h"
@@ -67,6 +69,23 @@ std::string plan(const std::string& document_name, const std::string& document,
   }
 }
 
+/// plan() with the plan as bytes (a Uint8Array): the document's strings
+/// reach the plan unchanged, invalid UTF-8 included, where a JavaScript
+/// string would replace such bytes. Texts may be given as strings (passed as
+/// UTF-8) or as Uint8Arrays (passed as they are).
+emscripten::val plan_bytes(const std::string& document_name, const std::string& document,
+                           const std::string& accessories_name, const std::string& accessories_json,
+                           const std::string& previous_document_name,
+                           const std::string& previous_document, bool has_previous_time,
+                           const std::string& previous_time) {
+  const std::string json =
+      plan(document_name, document, accessories_name, accessories_json, previous_document_name,
+           previous_document, has_previous_time, previous_time);
+  const emscripten::val view = emscripten::val(emscripten::typed_memory_view(
+      json.size(), reinterpret_cast<const std::uint8_t*>(json.data())));
+  return view.call<emscripten::val>("slice");
+}
+
 }  // namespace
 
-EMSCRIPTEN_BINDINGS(korrin_web) { emscripten::function("plan", &plan); }
+EMSCRIPTEN_BINDINGS(korrin_web) { emscripten::function("plan", &plan_bytes); }

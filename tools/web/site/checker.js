@@ -18,6 +18,10 @@ const FORM_FIELDS = ["id", "type", "model", "serial", "firmware", "dongleModel",
   "dongleFirmware", "dockModel"];
 
 let accessories = [];
+// The bytes of a document read from a file, as long as its text area is not
+// edited: they reach the checker unchanged (invalid UTF-8 included), as the
+// file reaches korrin-host. Typed or pasted text is sent as UTF-8.
+const fileBytes = new Map();
 let lastPlanJson = null;
 let lastDocumentName = "document.json";
 let documentLines = [];
@@ -99,13 +103,20 @@ function addAccessory(description) {
 function readFileInto(file, textarea, nameInput) {
   const reader = new FileReader();
   reader.onload = () => {
-    textarea.value = String(reader.result);
+    const bytes = new Uint8Array(reader.result);
+    textarea.value = new TextDecoder("utf-8").decode(bytes);
+    fileBytes.set(textarea.id, bytes);
     if (nameInput) nameInput.value = file.name;
   };
-  reader.readAsText(file);
+  reader.readAsArrayBuffer(file);
+}
+
+function bytesOf(textarea) {
+  return fileBytes.get(textarea.id) || new TextEncoder().encode(textarea.value);
 }
 
 function acceptDrops(textarea, nameInput) {
+  textarea.addEventListener("input", () => fileBytes.delete(textarea.id));
   textarea.addEventListener("dragover", (event) => {
     event.preventDefault();
     textarea.classList.add("dragover");
@@ -147,7 +158,7 @@ function check() {
     } else if (message.type === "result") {
       clearInterval(progressTimer);
       $("check-button").disabled = false;
-      showResult(message.json, message.view, documentText, message.milliseconds);
+      showResult(message.planBytes, message.view, documentText, message.milliseconds);
     } else if (message.type === "error") {
       clearInterval(progressTimer);
       $("check-button").disabled = false;
@@ -158,11 +169,11 @@ function check() {
     type: "plan",
     id: requestId,
     documentName: lastDocumentName,
-    document: documentText,
+    document: bytesOf($("document-input")),
     accessoriesName: "accessories.json",
     accessoriesJson: JSON.stringify(accessories, null, 2),
     previousName: previousText.length > 0 ? ($("previous-name").value.trim() || "previous.json") : "",
-    previous: previousText,
+    previous: bytesOf($("previous-input")),
     previousTimeGiven: $("previous-time-given").checked,
     previousTime: $("previous-time").value,
   });
@@ -171,15 +182,15 @@ function check() {
 // ---- results --------------------------------------------------------------
 
 // `view` is the plan as the worker prepared it for showing (lists cut to
-// their first rows, with their lengths); `json` is the whole plan, for the
-// download.
-function showResult(json, view, documentText, milliseconds) {
+// their first rows, with their lengths); `planBytes` is the whole plan, for
+// the download.
+function showResult(planBytes, view, documentText, milliseconds) {
   if (view.error) {
     setStatus(view.error, true);
     $("results").hidden = true;
     return;
   }
-  lastPlanJson = json;
+  lastPlanJson = planBytes;
   flaggedLines = new Set(view.flaggedLines);
   setDocument(documentText);
   renderSummary(view);
@@ -401,6 +412,7 @@ $("example-select").addEventListener("change", () => {
   const name = $("example-select").value;
   if (name && examples[name] !== undefined) {
     $("document-input").value = examples[name];
+    fileBytes.delete("document-input");
     $("document-name").value = name;
   }
 });

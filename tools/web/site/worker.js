@@ -88,17 +88,21 @@ onmessage = async (event) => {
     progress("Loading the checker", 1, 3);
     const korrin = await loadModule();
     const count = countAccessories(request.accessoriesJson);
-    const kilobytes = Math.ceil(request.document.length / 1024);
+    const kilobytes = Math.ceil(request.document.byteLength / 1024);
     progress(`Planning ${kilobytes} KB for ${count} accessor${count === 1 ? "y" : "ies"}`, 2, 3);
     const started = performance.now();
-    const json = korrin.plan(
+    const planBytes = korrin.plan(
       request.documentName, request.document,
       request.accessoriesName, request.accessoriesJson,
       request.previousName, request.previous,
       request.previousTimeGiven, request.previousTime);
     const elapsed = performance.now() - started;
     progress("Preparing the view", 3, 3);
-    postMessage({ type: "result", id: request.id, json, view: makeView(json), milliseconds: elapsed });
+    // Invalid UTF-8 from the document shows as U+FFFD on the page; the
+    // download keeps the plan's bytes.
+    const view = makeView(new TextDecoder("utf-8").decode(planBytes));
+    postMessage({ type: "result", id: request.id, planBytes, view, milliseconds: elapsed },
+      [planBytes.buffer]);
   } catch (error) {
     postMessage({ type: "error", id: request.id, message: String(error && error.message || error) });
   }

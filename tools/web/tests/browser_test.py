@@ -271,6 +271,40 @@ def check_edited_accessories(driver, base, korrin_host, downloads, work):
           f"edited accessories: firmware shown {firmware} for {wanted}")
 
 
+def check_file_bytes(driver, base, korrin_host, downloads, work):
+    """A document opened from a file reaches the checker byte for byte:
+    a value with an invalid UTF-8 byte is planned, and downloaded, as
+    korrin-host plans it."""
+    document = (EXAMPLES / "documents" / "office.json").read_bytes()
+    document = document.replace(b'"value": "on"', b'"value": "o\xe7n"', 1)
+    document_file = work / "latin1.json"
+    document_file.write_bytes(document)
+    expected = subprocess.run(
+        [korrin_host, "plan", "--document", "latin1.json", "--fleet",
+         str(EXAMPLES / "accessories.json"), "--format", "json"],
+        cwd=work, capture_output=True, check=False).stdout
+    check(b'"o\xe7n"' in expected, "latin1.json: korrin-host's plan carries the byte as it is")
+
+    driver.get(base)
+    driver.find_element(By.ID, "document-file").send_keys(str(document_file))
+    WebDriverWait(driver, 10).until(
+        lambda d: d.find_element(By.ID, "document-name").get_property("value") == "latin1.json")
+    driver.find_element(By.ID, "check-button").click()
+    status = wait_for_result(driver, 60)
+    check(status.startswith("Checked in"), f"latin1.json: status {status!r}")
+    for old in downloads.iterdir():
+        old.unlink()
+    driver.find_element(By.ID, "download-button").click()
+    target = downloads / "latin1.plan.json"
+    deadline = time.time() + 20
+    while not target.exists() and time.time() < deadline:
+        time.sleep(0.1)
+    time.sleep(0.2)
+    downloaded = target.read_bytes() if target.exists() else None
+    check(downloaded == expected,
+          "latin1.json: the downloaded plan equals korrin-host's byte for byte")
+
+
 def check_large_document(driver, base, korrin_host, work):
     """100,000 settings: the page answers while the worker plans, shows
     its progress, and then shows the plan of each accessory."""
@@ -350,6 +384,7 @@ def main():
             for document_name in ("office.json", "template_not_first.json", "truncated.json"):
                 check_example(driver, base, korrin_host, work / "downloads", document_name)
             check_edited_accessories(driver, base, korrin_host, work / "downloads", work)
+            check_file_bytes(driver, base, korrin_host, work / "downloads", work)
             check_large_document(driver, base, korrin_host, work)
             errors = [entry for entry in driver.get_log("browser") if entry["level"] == "SEVERE"]
             check(not errors, f"no console errors ({errors})")

@@ -49,23 +49,25 @@ async function main() {
   let failures = 0;
   let cases = 0;
   for (const documentFile of documents) {
-    const documentText = fs.readFileSync(documentFile, "utf8");
+    // The document's bytes as they are: invalid UTF-8 and NUL bytes reach
+    // the module unchanged, as they reach korrin-host.
+    const documentBytes = fs.readFileSync(documentFile);
     for (const previousTime of [null, "x-1700000000"]) {
       cases += 1;
       const args = ["plan", "--document", documentFile, "--fleet", accessoriesFile, "--format", "json"];
       if (previousTime !== null) args.push("--previous-time", previousTime);
-      const run = childProcess.spawnSync(korrinHost, args, { encoding: "utf8" });
+      const run = childProcess.spawnSync(korrinHost, args);
       const label = `${path.relative(sourceDir, documentFile)}` +
         (previousTime === null ? "" : ` --previous-time ${previousTime}`);
       if (run.status !== 0 && run.status !== 1) {
-        console.log(`FAILED ${label}: korrin-host exited with ${run.status}: ${run.stderr}`);
+        console.log(`FAILED ${label}: korrin-host exited with ${run.status}: ${run.stderr.toString()}`);
         failures += 1;
         continue;
       }
-      const fromPage = korrin.plan(documentFile, documentText, accessoriesFile, accessories,
-        "", "", previousTime !== null, previousTime === null ? "" : previousTime);
-      if (fromPage === run.stdout) {
-        const exitStatus = JSON.parse(fromPage).exitStatus;
+      const fromPage = Buffer.from(korrin.plan(documentFile, documentBytes, accessoriesFile,
+        accessories, "", "", previousTime !== null, previousTime === null ? "" : previousTime));
+      if (fromPage.equals(run.stdout)) {
+        const exitStatus = JSON.parse(fromPage.toString("utf8")).exitStatus;
         if (exitStatus !== run.status) {
           console.log(`FAILED ${label}: exitStatus ${exitStatus}, korrin-host exited with ${run.status}`);
           failures += 1;
@@ -75,8 +77,8 @@ async function main() {
         continue;
       }
       failures += 1;
-      const expected = run.stdout.split("\n");
-      const actual = fromPage.split("\n");
+      const expected = run.stdout.toString("latin1").split("\n");
+      const actual = fromPage.toString("latin1").split("\n");
       let line = 0;
       while (line < expected.length && expected[line] === actual[line]) line += 1;
       console.log(`FAILED ${label}: first difference at line ${line + 1}`);
