@@ -271,6 +271,23 @@ def check_edited_accessories(driver, base, korrin_host, downloads, work):
           f"edited accessories: firmware shown {firmware} for {wanted}")
 
 
+def check_refused_accessories(driver, base):
+    """Two accessories with one id: the page names the problem as
+    korrin-host does and shows no plan."""
+    driver.get(base)
+    second_id = driver.find_elements(By.CSS_SELECTOR, "#accessory-table [data-field='id']")[1]
+    second_id.clear()
+    second_id.send_keys("hs-desk-01")
+    paste(driver, driver.find_element(By.ID, "document-input"), "{}")
+    driver.find_element(By.ID, "check-button").click()
+    WebDriverWait(driver, 30).until(
+        lambda d: "error" in d.find_element(By.ID, "status").get_attribute("class"))
+    status = driver.find_element(By.ID, "status").text
+    check(status == 'accessories.json: accessory 2: "id" hs-desk-01 is used twice'
+          and not driver.find_element(By.ID, "results").is_displayed(),
+          f"refused accessories: status {status!r} and no plan shown")
+
+
 def check_file_bytes(driver, base, korrin_host, downloads, work):
     """A document opened from a file reaches the checker byte for byte:
     a value with an invalid UTF-8 byte is planned, and downloaded, as
@@ -385,6 +402,7 @@ def main():
                 check_example(driver, base, korrin_host, work / "downloads", document_name)
             check_edited_accessories(driver, base, korrin_host, work / "downloads", work)
             check_file_bytes(driver, base, korrin_host, work / "downloads", work)
+            check_refused_accessories(driver, base)
             check_large_document(driver, base, korrin_host, work)
             errors = [entry for entry in driver.get_log("browser") if entry["level"] == "SEVERE"]
             check(not errors, f"no console errors ({errors})")

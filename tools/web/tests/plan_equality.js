@@ -1,13 +1,16 @@
 // The browser checker's module gives the plan `korrin-host plan --format
 // json` prints, byte for byte: for every example document and every
 // document of the checker's golden cases, planned for the example
-// accessories, with and without a previous version stamp.
+// accessories, with and without a previous version stamp. For accessories
+// the planner refuses, the module's {"error": ...} carries the message
+// korrin-host prints before it exits with status 2.
 //
 //   node --no-experimental-fetch plan_equality.js MODULE_JS KORRIN_HOST SOURCE_DIR
 "use strict";
 
 const childProcess = require("child_process");
 const fs = require("fs");
+const os = require("os");
 const path = require("path");
 
 function documentsUnder(directory, accept) {
@@ -86,7 +89,42 @@ async function main() {
       console.log(`  module:      ${actual[line]}`);
     }
   }
-  console.log(`${cases - failures} of ${cases} plans equal`);
+  const refused = {
+    "empty.json": "[]\n",
+    "twice.json": '[{"id": "a", "type": 1}, {"id": "a", "type": 1}]\n',
+    "truncated.json": '[{"id": "a"\n',
+    "wrong_type.json": '[{"id": 5, "type": 1}]\n',
+  };
+  const temp = fs.mkdtempSync(path.join(os.tmpdir(), "korrin-web-refused-"));
+  const documentFile = path.join(sourceDir, "examples", "documents", "office.json");
+  const documentBytes = fs.readFileSync(documentFile);
+  for (const [name, content] of Object.entries(refused)) {
+    cases += 1;
+    const file = path.join(temp, name);
+    fs.writeFileSync(file, content);
+    const run = childProcess.spawnSync(korrinHost,
+      ["plan", "--document", documentFile, "--fleet", file, "--format", "json"], { encoding: "utf8" });
+    const fromPage = Buffer.from(korrin.plan(documentFile, documentBytes, file,
+      Buffer.from(content), "", "", false, "")).toString("utf8");
+    const prefix = "korrin-host plan: ";
+    const message = run.stderr.startsWith(prefix) ? run.stderr.slice(prefix.length).trimEnd() : null;
+    let error = null;
+    try {
+      error = JSON.parse(fromPage).error;
+    } catch (parseError) {
+      error = `(no JSON: ${fromPage})`;
+    }
+    if (run.status === 2 && run.stdout === "" && message !== null && error === message) {
+      console.log(`ok refused accessories ${name}: ${message}`);
+    } else {
+      failures += 1;
+      console.log(`FAILED refused accessories ${name}: korrin-host exited with ${run.status}, ` +
+        `stderr ${JSON.stringify(run.stderr)}; module ${JSON.stringify(fromPage)}`);
+    }
+  }
+  fs.rmSync(temp, { recursive: true, force: true });
+
+  console.log(`${cases - failures} of ${cases} cases agree`);
   return failures === 0 ? 0 : 1;
 }
 
