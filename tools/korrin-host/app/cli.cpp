@@ -1,6 +1,10 @@
 #include "cli.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <iostream>
 #include <ostream>
 #include <string>
 
@@ -72,6 +76,8 @@ bool apply_log_level(const CommonOptions& common, RunOptions& run, std::ostream&
 struct PlanCommand {
   PlanOptions options;
   std::string format = "text";
+  std::string color = "auto";
+  bool summary = false;
   std::string log_level;
   CLI::App* command = nullptr;
 };
@@ -97,6 +103,15 @@ void add_plan_command(CLI::App& app, PlanCommand& plan) {
       ->capture_default_str();
   command->add_flag("--no-url-template", plan.options.no_url_template,
                     "Plan as a host without a configuration URL template");
+  command->add_option("--previous", plan.options.previous_file,
+                      "Earlier configuration document: show per accessory what changes");
+  command->add_flag("--summary", plan.summary,
+                    "Text: print the findings and the summary line only");
+  command->add_flag("--strict", plan.options.strict,
+                    "Exit with status 5 when there is any finding of severity warning or error");
+  command->add_option("--color", plan.color, "Colour in text output: auto, always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
   command->add_option("--log-level", plan.log_level,
                       "Also write the library's records to standard error, up to this level");
 }
@@ -125,8 +140,13 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
     err << "korrin-host plan: " << error.what() << "\n";
     return kExitBadInput;
   }
+  korrin_plan::TextOptions text;
+  text.summary_only = plan.summary;
+  // Only the program's own standard output can be a terminal.
+  const bool terminal = &out == &std::cout && isatty(STDOUT_FILENO) == 1;
+  text.color = plan_colour(plan.color, terminal, std::getenv("NO_COLOR"));
   out << (options.format == PlanFormat::kJson ? korrin_plan::format_plan_json(report)
-                                              : korrin_plan::format_plan_text(report));
+                                              : korrin_plan::format_plan_text(report, text));
   std::string refused;
   int count = 0;
   for (const korrin_plan::AccessoryPlan& accessory : report.accessories) {
@@ -140,6 +160,16 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
     err << "korrin-host plan: the document was not taken for " << count << " of "
         << report.accessories.size() << " accessories: " << refused
         << " (--log-level info shows the library's records)\n";
+  }
+  if (options.strict) {
+    int serious = 0;
+    for (const korrin_check::Finding& finding : report.findings) {
+      serious += finding.severity != korrin_check::Severity::kInfo ? 1 : 0;
+    }
+    if (serious > 0) {
+      err << "korrin-host plan: --strict: " << serious << (serious == 1 ? " finding" : " findings")
+          << " of severity warning or error\n";
+    }
   }
   return report.exit_status;
 }

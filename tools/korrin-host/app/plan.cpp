@@ -8,6 +8,16 @@
 
 namespace korrin_host {
 
+bool plan_colour(const std::string& color_option, bool terminal, const char* no_color) {
+  if (color_option == "always") {
+    return true;
+  }
+  if (color_option != "auto") {
+    return false;
+  }
+  return terminal && (no_color == nullptr || no_color[0] == '\0');
+}
+
 korrin_plan::PlanReport run_plan(const PlanOptions& options, std::ostream& log_stream) {
   korrin_plan::PlanRequest request;
   request.document_name = options.document_file;
@@ -22,7 +32,12 @@ korrin_plan::PlanReport run_plan(const PlanOptions& options, std::ostream& log_s
   if (options.previous_time_given) {
     request.previous_time = options.previous_time;
   }
+  if (!options.previous_file.empty()) {
+    request.previous_document_name = options.previous_file;
+    request.previous_document = read_text_file(options.previous_file);
+  }
   request.no_url_template = options.no_url_template;
+  request.strict = options.strict;
   request.config_url_template =
       "file://" + std::filesystem::absolute(options.document_file).lexically_normal().string();
 

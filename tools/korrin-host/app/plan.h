@@ -29,10 +29,19 @@ struct PlanOptions {
   PlanFormat format = PlanFormat::kText;
   /// Plan as a host without a configuration URL template.
   bool no_url_template = false;
+  /// An earlier document to compare with (--previous).
+  std::string previous_file;
+  /// Any finding of severity warning or error fails the run (--strict).
+  bool strict = false;
   /// Copy the library's records to the log stream, up to this level.
   bool log_records = false;
   korrin::log::LogLevel log_level = korrin::log::warning;
 };
+
+/// Whether text output is coloured: `color_option` is the --color value
+/// ("always", "never" or "auto"); "auto" colours only on a terminal and only
+/// when `no_color` (the NO_COLOR variable, null when unset) is unset or empty.
+bool plan_colour(const std::string& color_option, bool terminal, const char* no_color);
 
 /// Reads the input files and plans every accessory. Throws InputError for
 /// an unreadable or malformed input file and for an empty accessory list.

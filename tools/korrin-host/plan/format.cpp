@@ -1,4 +1,6 @@
 // The plan printed for people (text) and for programs (JSON).
+#include "korrin_plan/format.h"
+
 #include <cjson/cJSON.h>
 
 #include <cmath>
@@ -6,8 +8,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <sstream>
-
-#include "korrin_plan/format.h"
 
 namespace korrin_plan {
 
@@ -53,7 +53,38 @@ std::string utc_date(double time) {
   return text;
 }
 
-std::string shown(const std::string& value) { return value.empty() ? "\"\"" : value; }
+// The text of the document, the accessories or the command line, with every
+// control character escaped so that it cannot act on a terminal.
+std::string safe(const std::string& text) { return korrin_check::escape_control_characters(text); }
+
+std::string shown(const std::string& value) { return value.empty() ? "\"\"" : safe(value); }
+
+// ANSI colours, used only when the text options ask for them.
+class Paint {
+ public:
+  explicit Paint(bool enabled) : enabled_(enabled) {}
+  std::string operator()(const std::string& text, const char* colour) const {
+    return enabled_ ? std::string("\x1b[") + colour + "m" + text + "\x1b[0m" : text;
+  }
+
+ private:
+  bool enabled_;
+};
+
+constexpr const char* kRed = "31";
+constexpr const char* kGreen = "32";
+constexpr const char* kYellow = "33";
+constexpr const char* kCyan = "36";
+constexpr const char* kBold = "1";
+
+const char* outcome_colour(DocumentOutcome outcome) {
+  switch (outcome) {
+    case DocumentOutcome::kTaken: return kGreen;
+    case DocumentOutcome::kRejected: return kRed;
+    case DocumentOutcome::kNotConfigured: return kYellow;
+  }
+  return kBold;
+}
 
 // Rows of cells as columns two blanks apart, each line indented; no blanks
 // at the ends of lines.
@@ -87,28 +118,11 @@ std::string table(const std::vector<std::vector<std::string>>& rows, const std::
 std::string record_line(const LogRecord& record) {
   char level[16];
   std::snprintf(level, sizeof level, "%-8s", level_name(record.level));
-  return std::string(level) + " " + record.text;
-}
-
-std::string describe_firmware_plan(const FirmwarePlan& firmware) {
-  switch (firmware.action) {
-    case FirmwarePlan::kUpgrade:
-      return "upgrade to " + firmware.version + " requested (firmware name " + firmware.name + ")";
-    case FirmwarePlan::kDelegate: return "upgrade delegated to the host's driver";
-    case FirmwarePlan::kStay: return "stay on the running firmware";
-    case FirmwarePlan::kNothing:
-      if (!firmware.decided) {
-        return "nothing";
-      }
-      return firmware.version.empty() ? "no upgrade (no configured version)"
-                                      : "no upgrade (configured version " + firmware.version + ")";
-    case FirmwarePlan::kFailure: return "failure: no firmware decision";
-  }
-  return "unknown";
+  return std::string(level) + " " + safe(record.text);
 }
 
 std::string short_firmware(const FirmwarePlan& firmware) {
-  return firmware.action == FirmwarePlan::kUpgrade ? "upgrade to " + firmware.version
+  return firmware.action == FirmwarePlan::kUpgrade ? "upgrade to " + safe(firmware.version)
                                                    : firmware_action_name(firmware.action);
 }
 
@@ -120,12 +134,78 @@ int sent_count(const AccessoryPlan& plan) {
   return sent;
 }
 
-void write_accessory_text(std::ostream& out, const AccessoryPlan& plan, const PlanReport& report) {
-  out << "\n" << plan.facts.id << ": " << describe_accessory(plan.facts) << "\n";
+AccessoryFacts safe_facts(const AccessoryFacts& facts) {
+  AccessoryFacts safe_copy = facts;
+  for (std::string* text :
+       {&safe_copy.id, &safe_copy.vendor, &safe_copy.model, &safe_copy.serial_number,
+        &safe_copy.firmware_version, &safe_copy.dock_serial_number, &safe_copy.dock_model,
+        &safe_copy.dongle_model, &safe_copy.dongle_firmware_version}) {
+    *text = safe(*text);
+  }
+  return safe_copy;
+}
+
+FirmwarePlan safe_firmware(const FirmwarePlan& firmware) {
+  FirmwarePlan safe_copy = firmware;
+  safe_copy.version = safe(firmware.version);
+  safe_copy.name = safe(firmware.name);
+  return safe_copy;
+}
+
+std::string change_value(const std::string& value, bool follows_user) {
+  return follows_user ? "(follows the user)" : shown(value);
+}
+
+void write_changes_text(std::ostream& out, const AccessoryChanges& changes,
+                        const FirmwarePlan& firmware, const std::string& previous,
+                        const Paint& paint) {
+  out << "  changes from " << safe(previous) << ":";
+  if (changes.settings.empty() && !changes.firmware_changed) {
+    out << " none\n";
+    return;
+  }
+  out << "\n";
+  for (const SettingChange& change : changes.settings) {
+    const char* colour = change.kind == SettingChange::kAdded     ? kGreen
+                         : change.kind == SettingChange::kChanged ? kYellow
+                                                                  : kRed;
+    out << "    " << paint(change_mark(change.kind), colour) << " "
+        << std::to_string(change.usage_id) << " ";
+    switch (change.kind) {
+      case SettingChange::kAdded:
+        out << shown(change.key) << ": " << change_value(change.value, change.follows_user);
+        break;
+      case SettingChange::kRemoved:
+        out << shown(change.key) << ": "
+            << change_value(change.previous_value, change.previous_follows_user);
+        break;
+      case SettingChange::kChanged:
+        if (change.previous_key != change.key) {
+          out << shown(change.previous_key) << " \u2192 ";
+        }
+        out << shown(change.key) << ": "
+            << change_value(change.previous_value, change.previous_follows_user) << " \u2192 "
+            << change_value(change.value, change.follows_user);
+        break;
+    }
+    out << "\n";
+  }
+  if (changes.firmware_changed) {
+    out << "    " << paint("~", kYellow)
+        << " firmware: " << describe_firmware(safe_firmware(changes.previous_firmware))
+        << " \u2192 " << describe_firmware(safe_firmware(firmware)) << "\n";
+  }
+}
+
+void write_accessory_text(std::ostream& out, const AccessoryPlan& plan, const PlanReport& report,
+                          const Paint& paint) {
+  out << "\n"
+      << paint(safe(plan.facts.id), kBold) << ": " << describe_accessory(safe_facts(plan.facts))
+      << "\n";
   out << "  model resolved by the library: " << shown(plan.resolved_model) << "\n";
-  out << "  document: " << outcome_name(plan.outcome);
+  out << "  document: " << paint(outcome_name(plan.outcome), outcome_colour(plan.outcome));
   if (!plan.outcome_detail.empty()) {
-    out << ": " << plan.outcome_detail;
+    out << ": " << safe(plan.outcome_detail);
   }
   out << "\n";
   out << "  template time: ";
@@ -166,10 +246,19 @@ void write_accessory_text(std::ostream& out, const AccessoryPlan& plan, const Pl
     }
     out << table(rows, "    ");
   }
-  out << "  firmware: " << describe_firmware_plan(plan.firmware) << "\n";
+  out << "  firmware: " << describe_firmware(safe_firmware(plan.firmware)) << "\n";
   out << "  warnings: " << plan.warnings.size() << "\n";
   for (const LogRecord& record : plan.warnings) {
     out << "    " << record_line(record) << "\n";
+  }
+  if (!plan.routine_records.empty()) {
+    out << "  routine records (not counted as warnings): " << plan.routine_records.size() << "\n";
+    for (const LogRecord& record : plan.routine_records) {
+      out << "    " << record_line(record) << "\n";
+    }
+  }
+  if (plan.changes && report.previous_document) {
+    write_changes_text(out, *plan.changes, plan.firmware, *report.previous_document, paint);
   }
 }
 
@@ -178,9 +267,11 @@ struct Totals {
   int configured = 0;
   int rejected = 0;
   int not_configured = 0;
+  int settings_sent = 0;
   int upgrades = 0;
   int delegated = 0;
   int warnings = 0;
+  int findings = 0;
 };
 
 Totals totals_of(const PlanReport& report) {
@@ -190,20 +281,26 @@ Totals totals_of(const PlanReport& report) {
     totals.configured += plan.outcome == DocumentOutcome::kTaken ? 1 : 0;
     totals.rejected += plan.outcome == DocumentOutcome::kRejected ? 1 : 0;
     totals.not_configured += plan.outcome == DocumentOutcome::kNotConfigured ? 1 : 0;
+    totals.settings_sent += sent_count(plan);
     totals.upgrades += plan.firmware.action == FirmwarePlan::kUpgrade ? 1 : 0;
     totals.delegated += plan.firmware.action == FirmwarePlan::kDelegate ? 1 : 0;
     totals.warnings += static_cast<int>(plan.warnings.size());
   }
+  totals.findings = static_cast<int>(report.findings.size());
   return totals;
 }
 
-void write_summary_text(std::ostream& out, const PlanReport& report) {
+std::string counted(int count, const std::string& one, const std::string& many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+void write_summary_table(std::ostream& out, const PlanReport& report) {
   const Totals totals = totals_of(report);
   out << "\nSummary\n";
   std::vector<std::vector<std::string>> rows = {
       {"accessory", "model", "document", "sent", "firmware", "warnings"}};
   for (const AccessoryPlan& plan : report.accessories) {
-    rows.push_back({plan.facts.id, shown(plan.resolved_model), outcome_name(plan.outcome),
+    rows.push_back({safe(plan.facts.id), shown(plan.resolved_model), outcome_name(plan.outcome),
                     std::to_string(sent_count(plan)), short_firmware(plan.firmware),
                     std::to_string(plan.warnings.size())});
   }
@@ -226,6 +323,55 @@ cJSON* records_to_json(const std::vector<LogRecord>& records) {
     cJSON_AddItemToArray(list, item);
   }
   return list;
+}
+
+cJSON* firmware_to_json(const FirmwarePlan& plan_firmware) {
+  cJSON* firmware = cJSON_CreateObject();
+  cJSON_AddStringToObject(firmware, "action", firmware_action_name(plan_firmware.action));
+  const bool has_version =
+      plan_firmware.action == FirmwarePlan::kUpgrade ||
+      (plan_firmware.action == FirmwarePlan::kNothing && plan_firmware.decided);
+  cJSON_AddItemToObject(firmware, "version", string_or_null(plan_firmware.version, has_version));
+  cJSON_AddItemToObject(
+      firmware, "name",
+      string_or_null(plan_firmware.name, plan_firmware.action == FirmwarePlan::kUpgrade));
+  return firmware;
+}
+
+cJSON* changes_to_json(const AccessoryChanges& changes, const FirmwarePlan& firmware) {
+  cJSON* item = cJSON_CreateObject();
+  cJSON* settings = cJSON_AddArrayToObject(item, "settings");
+  for (const SettingChange& change : changes.settings) {
+    const bool before = change.kind != SettingChange::kAdded;
+    const bool now = change.kind != SettingChange::kRemoved;
+    cJSON* entry = cJSON_CreateObject();
+    cJSON_AddStringToObject(entry, "change", change_name(change.kind));
+    cJSON_AddNumberToObject(entry, "usageId", change.usage_id);
+    cJSON_AddStringToObject(entry, "key", change.key.c_str());
+    cJSON_AddItemToObject(
+        entry, "previousKey",
+        string_or_null(change.kind == SettingChange::kChanged ? change.previous_key : change.key,
+                       before));
+    cJSON_AddItemToObject(
+        entry, "previousValue",
+        string_or_null(change.previous_value, before && !change.previous_follows_user));
+    cJSON_AddItemToObject(
+        entry, "previousFollowsUser",
+        before ? cJSON_CreateBool(change.previous_follows_user) : cJSON_CreateNull());
+    cJSON_AddItemToObject(entry, "value",
+                          string_or_null(change.value, now && !change.follows_user));
+    cJSON_AddItemToObject(entry, "followsUser",
+                          now ? cJSON_CreateBool(change.follows_user) : cJSON_CreateNull());
+    cJSON_AddItemToArray(settings, entry);
+  }
+  cJSON_AddItemToObject(item, "firmware",
+                        changes.firmware_changed ? cJSON_CreateObject() : cJSON_CreateNull());
+  if (changes.firmware_changed) {
+    cJSON* change = cJSON_GetObjectItemCaseSensitive(item, "firmware");
+    cJSON_AddItemToObject(change, "previous", firmware_to_json(changes.previous_firmware));
+    cJSON_AddItemToObject(change, "current", firmware_to_json(firmware));
+  }
+  return item;
 }
 
 cJSON* accessory_to_json(const AccessoryPlan& plan) {
@@ -280,19 +426,14 @@ cJSON* accessory_to_json(const AccessoryPlan& plan) {
     cJSON_AddItemToArray(kept, entry);
   }
 
-  cJSON* firmware = cJSON_AddObjectToObject(item, "firmware");
-  const FirmwarePlan& plan_firmware = plan.firmware;
-  cJSON_AddStringToObject(firmware, "action", firmware_action_name(plan_firmware.action));
-  const bool has_version =
-      plan_firmware.action == FirmwarePlan::kUpgrade ||
-      (plan_firmware.action == FirmwarePlan::kNothing && plan_firmware.decided);
-  cJSON_AddItemToObject(firmware, "version", string_or_null(plan_firmware.version, has_version));
-  cJSON_AddItemToObject(
-      firmware, "name",
-      string_or_null(plan_firmware.name, plan_firmware.action == FirmwarePlan::kUpgrade));
+  cJSON_AddItemToObject(item, "firmware", firmware_to_json(plan.firmware));
 
   cJSON_AddNumberToObject(item, "warningCount", static_cast<double>(plan.warnings.size()));
   cJSON_AddItemToObject(item, "warnings", records_to_json(plan.warnings));
+  cJSON_AddItemToObject(item, "routineRecords", records_to_json(plan.routine_records));
+  cJSON_AddItemToObject(
+      item, "changes",
+      plan.changes ? changes_to_json(*plan.changes, plan.firmware) : cJSON_CreateNull());
   return item;
 }
 
@@ -330,17 +471,41 @@ void print_json(const cJSON* item, const std::string& indent, std::string& text)
 
 }  // namespace
 
+std::string summary_line(const PlanReport& report) {
+  const Totals totals = totals_of(report);
+  std::string line = counted(totals.accessories, "accessory", "accessories") + ": " +
+                     std::to_string(totals.configured) + " configured, " +
+                     std::to_string(totals.rejected) + " rejected";
+  if (totals.not_configured > 0) {
+    line += ", " + std::to_string(totals.not_configured) + " not configured";
+  }
+  line += "; " + counted(totals.settings_sent, "setting sent", "settings sent") + ", " +
+          counted(totals.upgrades, "upgrade", "upgrades") + "; " +
+          counted(totals.findings, "finding", "findings");
+  return line;
+}
+
 std::string format_plan_text(const PlanReport& report, const TextOptions& options) {
-  (void)options;
+  const Paint paint(options.color);
   std::ostringstream out;
-  out << "Plan of " << report.document_file << " for " << report.accessories.size()
-      << (report.accessories.size() == 1 ? " accessory" : " accessories") << "\n";
-  for (const AccessoryPlan& plan : report.accessories) {
-    write_accessory_text(out, plan, report);
+  for (const korrin_check::Finding& finding : report.findings) {
+    out << korrin_check::format_finding(finding, report.document_file, options.color) << "\n";
   }
-  if (report.fleet) {
-    write_summary_text(out, report);
+  if (!options.summary_only) {
+    if (!report.findings.empty()) {
+      out << "\n";
+    }
+    out << "Plan of " << safe(report.document_file) << " for " << report.accessories.size()
+        << (report.accessories.size() == 1 ? " accessory" : " accessories") << "\n";
+    for (const AccessoryPlan& plan : report.accessories) {
+      write_accessory_text(out, plan, report, paint);
+    }
+    if (report.fleet) {
+      write_summary_table(out, report);
+    }
+    out << "\n";
   }
+  out << summary_line(report) << "\n";
   return out.str();
 }
 
@@ -352,6 +517,10 @@ std::string format_plan_json(const PlanReport& report) {
   cJSON_AddItemToObject(root, "previousTime",
                         string_or_null(report.previous_time, report.previous_time_given));
   cJSON_AddBoolToObject(root, "fleet", report.fleet);
+  cJSON_AddItemToObject(root, "previousDocument",
+                        string_or_null(report.previous_document.value_or(std::string()),
+                                       report.previous_document.has_value()));
+  cJSON_AddItemToObject(root, "findings", korrin_check::findings_to_json(report.findings));
   cJSON* accessories = cJSON_AddArrayToObject(root, "accessories");
   for (const AccessoryPlan& plan : report.accessories) {
     cJSON_AddItemToArray(accessories, accessory_to_json(plan));
@@ -364,6 +533,8 @@ std::string format_plan_json(const PlanReport& report) {
   cJSON_AddNumberToObject(summary, "upgradesRequested", totals.upgrades);
   cJSON_AddNumberToObject(summary, "delegated", totals.delegated);
   cJSON_AddNumberToObject(summary, "warnings", totals.warnings);
+  cJSON_AddNumberToObject(summary, "settingsSent", totals.settings_sent);
+  cJSON_AddNumberToObject(summary, "findings", totals.findings);
   cJSON_AddNumberToObject(root, "exitStatus", report.exit_status);
   std::string text;
   print_json(root, "", text);

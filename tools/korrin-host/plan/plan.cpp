@@ -20,7 +20,6 @@ using korrin_host::Accessory;
 using korrin_host::DeviceCallLog;
 using korrin_host::DocumentNetwork;
 using korrin_host::InlineDispatcher;
-using korrin_host::LogCapture;
 using korrin_host::MutexFactory;
 using korrin_host::Readiness;
 using korrin_host::RequestRecord;
@@ -43,6 +42,98 @@ const char* firmware_action_name(FirmwarePlan::Action action) {
     case FirmwarePlan::kFailure: return "failure";
   }
   return "unknown";
+}
+
+std::string describe_firmware(const FirmwarePlan& firmware) {
+  switch (firmware.action) {
+    case FirmwarePlan::kUpgrade:
+      return "upgrade to " + firmware.version + " requested (firmware name " + firmware.name + ")";
+    case FirmwarePlan::kDelegate: return "upgrade delegated to the host's driver";
+    case FirmwarePlan::kStay: return "stay on the running firmware";
+    case FirmwarePlan::kNothing:
+      if (!firmware.decided) {
+        return "nothing";
+      }
+      return firmware.version.empty() ? "no upgrade (no configured version)"
+                                      : "no upgrade (configured version " + firmware.version + ")";
+    case FirmwarePlan::kFailure: return "failure: no firmware decision";
+  }
+  return "unknown";
+}
+
+const char* change_mark(SettingChange::Kind kind) {
+  switch (kind) {
+    case SettingChange::kAdded: return "+";
+    case SettingChange::kChanged: return "~";
+    case SettingChange::kRemoved: return "-";
+  }
+  return "?";
+}
+
+const char* change_name(SettingChange::Kind kind) {
+  switch (kind) {
+    case SettingChange::kAdded: return "added";
+    case SettingChange::kChanged: return "changed";
+    case SettingChange::kRemoved: return "removed";
+  }
+  return "unknown";
+}
+
+AccessoryChanges compare_plans(const AccessoryPlan& previous, const AccessoryPlan& current) {
+  AccessoryChanges changes;
+  std::map<int, const PlannedSetting*> before;
+  std::map<int, const PlannedSetting*> now;
+  for (const PlannedSetting& setting : previous.settings) {
+    before.emplace(setting.usage_id, &setting);
+  }
+  for (const PlannedSetting& setting : current.settings) {
+    now.emplace(setting.usage_id, &setting);
+  }
+  // Both maps are ordered by usage id: walk them side by side.
+  auto old_it = before.begin();
+  auto new_it = now.begin();
+  while (old_it != before.end() || new_it != now.end()) {
+    SettingChange change;
+    if (new_it == now.end() || (old_it != before.end() && old_it->first < new_it->first)) {
+      const PlannedSetting& old_setting = *old_it->second;
+      change.kind = SettingChange::kRemoved;
+      change.usage_id = old_it->first;
+      change.key = old_setting.key;
+      change.previous_value = old_setting.value;
+      change.previous_follows_user = !old_setting.sent;
+      changes.settings.push_back(change);
+      ++old_it;
+      continue;
+    }
+    const PlannedSetting& new_setting = *new_it->second;
+    change.usage_id = new_it->first;
+    change.key = new_setting.key;
+    change.value = new_setting.value;
+    change.follows_user = !new_setting.sent;
+    if (old_it == before.end() || new_it->first < old_it->first) {
+      change.kind = SettingChange::kAdded;
+      changes.settings.push_back(change);
+      ++new_it;
+      continue;
+    }
+    const PlannedSetting& old_setting = *old_it->second;
+    if (old_setting.key != new_setting.key || old_setting.sent != new_setting.sent ||
+        old_setting.value != new_setting.value) {
+      change.kind = SettingChange::kChanged;
+      change.previous_key = old_setting.key;
+      change.previous_value = old_setting.value;
+      change.previous_follows_user = !old_setting.sent;
+      changes.settings.push_back(change);
+    }
+    ++old_it;
+    ++new_it;
+  }
+  const FirmwarePlan& was = previous.firmware;
+  const FirmwarePlan& is = current.firmware;
+  changes.previous_firmware = was;
+  changes.firmware_changed = was.action != is.action || was.version != is.version ||
+                             was.name != is.name || was.decided != is.decided;
+  return changes;
 }
 
 namespace {
@@ -68,6 +159,39 @@ class PlanSystemInfo : public korrin::SystemInfoInterface {
 
  private:
   const std::string config_url_template_;
+};
+
+// The plan's log sink. It keeps only the records that look like problems
+// (is_warning): a large document makes the library log several debug
+// records per setting, and keeping those would cost more than the plan.
+// Every record still goes on to `forward` when one is given.
+class ProblemCapture : public korrin::log::HostLogInterface {
+ public:
+  explicit ProblemCapture(korrin::log::HostLogInterface* forward) : forward_(forward) {}
+
+  void write_record(korrin::log::LogLevel level, const std::string& text) override {
+    try {
+      LogRecord record{level, text};
+      if (is_warning(record)) {
+        kept_.push_back(std::move(record));
+      }
+      if (forward_ != nullptr) {
+        forward_->write_record(level, text);
+      }
+    } catch (...) {
+      // Losing one record is better than ending the process from a destructor.
+    }
+  }
+
+  /// A mark to ask for the records kept since.
+  std::size_t size() const { return kept_.size(); }
+  std::vector<LogRecord> records_since(std::size_t mark) const {
+    return std::vector<LogRecord>(kept_.begin() + static_cast<std::ptrdiff_t>(mark), kept_.end());
+  }
+
+ private:
+  korrin::log::HostLogInterface* forward_;
+  std::vector<LogRecord> kept_;
 };
 
 // The library's global state lives from init() to this guard's end: the
@@ -233,7 +357,7 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
   ready.config_ready = Readiness();
   ready.inventory_ready = Readiness();
 
-  LogCapture log(host.log_forward);
+  ProblemCapture log(host.log_forward);
   DocumentNetwork network(document);
   DeviceCallLog device;
   PlanSystemInfo system_info(host.config_url_template);
@@ -255,7 +379,9 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
       plan.outcome_detail = "the library has no configuration object for accessory type " +
                             std::to_string(facts.type);
       plan.firmware.action = FirmwarePlan::kNothing;
-      plan.warnings = warnings_of(log.records_since(start));
+      const std::vector<LogRecord> records = log.records_since(start);
+      plan.warnings = warnings_of(records, facts);
+      plan.routine_records = routine_records_of(records, facts);
       return plan;
     }
     // initialize_accessory() would create an object whose state cannot be
@@ -267,7 +393,9 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
     manager->add_config_object(facts.id, config->config());
     const bool queued = manager->configure_accessory(facts.id, std::string());
     dispatcher.run_queued();
-    plan.warnings = warnings_of(log.records_since(start));
+    const std::vector<LogRecord> records = log.records_since(start);
+    plan.warnings = warnings_of(records, facts);
+    plan.routine_records = routine_records_of(records, facts);
 
     plan.calls = device.calls();
     for (const RequestRecord& fetch : network.fetches()) {
@@ -284,11 +412,13 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
       const std::size_t asked = log.size();
       plan.configure_checked = true;
       plan.configure_required = config->config()->is_config_required(*previous_time);
-      plan.configure_warnings = warnings_of(log.records_since(asked));
+      plan.configure_warnings = warnings_of(log.records_since(asked), facts);
     }
   }
   return plan;
 }
+
+constexpr int kExitStrictFindings = 5;
 
 PlanReport plan_document(const PlanRequest& request) {
   PlanReport report;
@@ -329,11 +459,50 @@ PlanReport plan_document(const PlanRequest& request) {
   }
   host.log_forward = request.log_forward;
 
+  PlanHost previous_host = host;
+  previous_host.log_forward = nullptr;  // its records are not this document's
+  if (request.previous_document) {
+    report.previous_document = request.previous_document_name;
+  }
   for (const AccessoryFacts& facts : accessories) {
-    report.accessories.push_back(
-        plan_accessory(request.document, facts, host, request.previous_time));
-    if (report.accessories.back().outcome != DocumentOutcome::kTaken) {
+    AccessoryPlan plan = plan_accessory(request.document, facts, host, request.previous_time);
+    if (request.previous_document) {
+      const AccessoryPlan previous =
+          plan_accessory(*request.previous_document, facts, previous_host);
+      plan.changes = compare_plans(previous, plan);
+    }
+    if (plan.outcome != DocumentOutcome::kTaken) {
       report.exit_status = 1;
+    }
+    report.accessories.push_back(std::move(plan));
+  }
+
+  // The checker reads the document with what the library made of each
+  // accessory: the model it matched groups against, the firmware it asked for.
+  std::vector<korrin_check::CheckedAccessory> checked;
+  for (const AccessoryPlan& plan : report.accessories) {
+    korrin_check::CheckedAccessory accessory;
+    accessory.id = plan.facts.id;
+    accessory.type = plan.facts.type;
+    accessory.model = plan.facts.model;
+    accessory.resolved_model = plan.resolved_model;
+    accessory.serial_number = plan.facts.serial_number;
+    accessory.firmware_version = plan.facts.firmware_version;
+    accessory.dongle_model = plan.facts.dongle_model;
+    accessory.dongle_firmware_version = plan.facts.dongle_firmware_version;
+    if (plan.firmware.action == FirmwarePlan::kUpgrade) {
+      accessory.requested_firmware_version = plan.firmware.version;
+    }
+    checked.push_back(std::move(accessory));
+  }
+  report.findings = korrin_check::check_document(request.document, checked);
+  if (report.exit_status == 0 && request.strict) {
+    for (const korrin_check::Finding& finding : report.findings) {
+      if (finding.severity == korrin_check::Severity::kError ||
+          finding.severity == korrin_check::Severity::kWarning) {
+        report.exit_status = kExitStrictFindings;
+        break;
+      }
     }
   }
   return report;

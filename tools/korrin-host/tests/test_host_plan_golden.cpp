@@ -155,6 +155,70 @@ std::vector<PlanCase> cases() {
                   1,
                   fleet_rejected({"hs-acme-07"})});
 
+  // What changes from one document to the next, per accessory.
+  for (const std::string format : {"text", "json"}) {
+    list.push_back({std::string("previous_headset_fleet") + (format == "text" ? ".txt" : ".json"),
+                    {"plan", "--document", example("office"), "--previous",
+                     example("headset_fleet"), "--accessory", kAccessories + "hs-h9-03.json",
+                     "--accessory", kAccessories + "hs-h8-04.json", "--accessory",
+                     kAccessories + "cam-room-06.json", "--format", format},
+                    0,
+                    ""});
+  }
+  // A previous document that every accessory rejected: everything is new.
+  list.push_back({"previous_rejected.txt",
+                  {"plan", "--document", example("office"), "--previous",
+                   kDocuments + "not_json.json", "--accessory", kAccessories + "hs-h9-03.json"},
+                  0,
+                  ""});
+  // Colour: forced on, forced off; the output of the tests is no terminal,
+  // so "auto" is off.
+  const std::vector<std::string> coloured = {"plan",
+                                             "--document",
+                                             kDocuments + "unreadable_version.json",
+                                             "--previous",
+                                             example("office"),
+                                             "--accessory",
+                                             kAccessories + "hs-h9-03.json",
+                                             "--accessory",
+                                             kAccessories + "speaker.json"};
+  for (const std::string colour : {"always", "never", "auto"}) {
+    std::vector<std::string> arguments = coloured;
+    arguments.push_back("--color=" + colour);
+    list.push_back(
+        {"color_" + colour + ".txt", arguments, 1, not_taken("spk-08 (not configured)", 1, 2)});
+  }
+  // Findings and the summary line only.
+  list.push_back(
+      {"summary_only.txt",
+       {"plan", "--document", example("wrong_member_types"), "--fleet", kFleet, "--summary"},
+       1,
+       fleet_rejected({"hs-h8-04", "hs-wireless-05", "cam-room-06", "hs-acme-07"})});
+  // Every text from the document and the accessory is escaped.
+  list.push_back({"control_characters.txt",
+                  {"plan", "--document", kDocuments + "control_characters.json", "--accessory",
+                   kAccessories + "control_characters.json"},
+                  0,
+                  ""});
+  // --strict: findings of severity warning or error fail a document that
+  // every accessory took; a document not taken keeps status 1.
+  list.push_back({"strict_findings.txt",
+                  {"plan", "--document", kDocuments + "unreadable_version.json", "--accessory",
+                   kAccessories + "hs-h9-03.json", "--strict", "--summary"},
+                  5,
+                  "korrin-host plan: --strict: 3 findings of severity warning or error\n"});
+  list.push_back({"strict_clean.txt",
+                  {"plan", "--document", example("office"), "--accessory",
+                   kAccessories + "hs-h9-03.json", "--strict", "--summary"},
+                  0,
+                  ""});
+  list.push_back({"strict_rejected.json",
+                  {"plan", "--document", kDocuments + "not_json.json", "--accessory",
+                   kAccessories + "hs-h9-03.json", "--strict", "--format", "json"},
+                  1,
+                  not_taken("hs-h9-03 (rejected)", 1, 1) +
+                      "korrin-host plan: --strict: 1 finding of severity warning or error\n"});
+
   // Bad usage and unreadable input: nothing on standard output.
   const std::string help = "Run with --help for more information.\n";
   const auto bad = [&list](std::vector<std::string> arguments, const std::string& err) {
@@ -203,6 +267,12 @@ std::vector<PlanCase> cases() {
       "--accessory excludes --fleet\n" + help);
   bad({"--document", example("office"), "--fleet", kFleet, "--format", "yaml"},
       "--format: yaml not in {text,json}\n" + help);
+  bad({"--document", example("office"), "--fleet", kFleet, "--color", "sometimes"},
+      "--color: sometimes not in {auto,always,never}\n" + help);
+  bad({"--document", example("office"), "--fleet", kFleet, "--previous",
+       "examples/documents/missing.json"},
+      "korrin-host plan: cannot read examples/documents/missing.json: No such file or "
+      "directory\n");
   bad({"--document", example("office"), "--fleet", kFleet, "--log-level", "loud"},
       "korrin-host plan: --log-level: unknown level 'loud' (critical, error, warning, notice, "
       "info, debug)\n");

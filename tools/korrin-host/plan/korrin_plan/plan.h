@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "korrin/host_log.h"
+#include "korrin_check/check.h"
 #include "korrin_host/accessory.h"
 #include "korrin_host/device_calls.h"
 #include "korrin_host/json_input.h"
@@ -78,6 +79,41 @@ struct FirmwarePlan {
 /// "upgrade", "delegate", "stay", "nothing" or "failure".
 const char* firmware_action_name(FirmwarePlan::Action action);
 
+/// "upgrade to 5-1-0 requested (firmware name zelor-h9.bin)", "stay on the
+/// running firmware", ...: the firmware action in words.
+std::string describe_firmware(const FirmwarePlan& firmware);
+
+/// How one setting differs between a previous document's plan and this one.
+struct SettingChange {
+  enum Kind {
+    kAdded,    ///< sent or announced now, not before
+    kChanged,  ///< both, with another key, value or follow-user decision
+    kRemoved,  ///< before, no longer
+  };
+  Kind kind = kAdded;
+  int usage_id = 0;
+  std::string key;           ///< the key now (kRemoved: the key before)
+  std::string previous_key;  ///< the key before (kChanged)
+  /// The value sent; empty with `follows_user` for a dual setting left to
+  /// the user. `previous_*` describe the previous document (kChanged, kRemoved).
+  std::string value;
+  bool follows_user = false;
+  std::string previous_value;
+  bool previous_follows_user = false;
+};
+
+/// "+", "~" or "-".
+const char* change_mark(SettingChange::Kind kind);
+/// "added", "changed" or "removed".
+const char* change_name(SettingChange::Kind kind);
+
+/// What changes for one accessory between a previous document and this one.
+struct AccessoryChanges {
+  std::vector<SettingChange> settings;  ///< by usage id
+  bool firmware_changed = false;
+  FirmwarePlan previous_firmware;
+};
+
 /// The plan of one accessory.
 struct AccessoryPlan {
   AccessoryFacts facts;
@@ -94,10 +130,18 @@ struct AccessoryPlan {
   std::vector<PlannedSetting> settings;       ///< in the order the device receives them
   std::vector<StoredSetting> not_sent;        ///< stored, never sent, by usage id
   FirmwarePlan firmware;
-  std::vector<LogRecord> warnings;        ///< the library's warnings while it took the document
+  std::vector<LogRecord> warnings;  ///< the library's warnings while it took the document
+  /// Records that look like problems but are part of every normal run
+  /// (korrin_plan/warnings.h); not counted as warnings.
+  std::vector<LogRecord> routine_records;
   std::vector<DeviceCall> calls;          ///< every device call, in order
   std::vector<std::string> fetched_urls;  ///< what the library fetched
+  /// Against the previous document, when one was given.
+  std::optional<AccessoryChanges> changes;
 };
+
+/// The changes from `previous` to `current`, two plans of one accessory.
+AccessoryChanges compare_plans(const AccessoryPlan& previous, const AccessoryPlan& current);
 
 /// The plan of a document for a list of accessories.
 struct PlanReport {
@@ -105,8 +149,14 @@ struct PlanReport {
   bool fleet = false;
   bool previous_time_given = false;
   std::string previous_time;
+  /// Names the previous document when the plan compares with one.
+  std::optional<std::string> previous_document;
   std::vector<AccessoryPlan> accessories;
-  int exit_status = 0;  ///< 0 taken by every accessory, 1 otherwise
+  /// What the checker found in the document, in document order.
+  std::vector<korrin_check::Finding> findings;
+  /// 0 taken by every accessory, 1 otherwise; with `strict`, 5 when every
+  /// accessory took the document but a finding has severity warning or error.
+  int exit_status = 0;
 };
 
 /// What the in-memory host answers besides the document.

@@ -1,0 +1,305 @@
+// The document checker: golden findings per finding code (text and JSON,
+// exactly), the findings of every example document, positions, pointers,
+// suggestions and the escaping of control characters.
+#include <cjson/cJSON.h>
+#include <dirent.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "korrin/string_utils.h"
+#include "korrin_check/check.h"
+#include "korrin_check/finding.h"
+#include "korrin_host/accessory.h"
+
+namespace {
+
+using korrin_check::check_document;
+using korrin_check::CheckedAccessory;
+using korrin_check::Finding;
+
+const std::string kData = std::string(KORRIN_SOURCE_DIR) + "/tests/data/check";
+
+std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+std::vector<std::string> files_in(const std::string& directory, const std::string& suffix,
+                                  const std::string& excluded) {
+  std::vector<std::string> names;
+  DIR* dir = opendir(directory.c_str());
+  if (dir == nullptr) {
+    return names;
+  }
+  while (dirent* entry = readdir(dir)) {
+    const std::string name = entry->d_name;
+    const auto ends = [&](const std::string& tail) {
+      return name.size() >= tail.size() &&
+             name.compare(name.size() - tail.size(), tail.size(), tail) == 0;
+    };
+    if (ends(suffix) && (excluded.empty() || !ends(excluded))) {
+      names.push_back(name);
+    }
+  }
+  closedir(dir);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// The example accessories as the checker sees them.
+std::vector<CheckedAccessory> example_accessories() {
+  std::vector<CheckedAccessory> accessories;
+  for (const auto& facts :
+       korrin_host::load_accessories(std::string(KORRIN_EXAMPLES_DIR) + "/accessories.json")) {
+    CheckedAccessory accessory;
+    accessory.id = facts.id;
+    accessory.type = facts.type;
+    accessory.model = facts.model;
+    accessory.resolved_model = get_headset_model(facts.model, facts.serial_number);
+    accessory.serial_number = facts.serial_number;
+    accessory.firmware_version = facts.firmware_version;
+    accessory.dongle_model = facts.dongle_model;
+    accessory.dongle_firmware_version = facts.dongle_firmware_version;
+    accessories.push_back(accessory);
+  }
+  return accessories;
+}
+
+std::string as_text(const std::vector<Finding>& findings, const std::string& file_name) {
+  std::string text;
+  for (const Finding& finding : findings) {
+    text += korrin_check::format_finding(finding, file_name, false) + "\n";
+  }
+  return text;
+}
+
+std::string as_json(const std::vector<Finding>& findings) {
+  cJSON* array = korrin_check::findings_to_json(findings);
+  char* printed = cJSON_Print(array);
+  std::string text = std::string(printed) + "\n";
+  free(printed);
+  cJSON_Delete(array);
+  return text;
+}
+
+// With KORRIN_UPDATE_GOLDEN set the expected files are rewritten (review the
+// diff before committing them).
+void expect_file(const std::string& path, const std::string& actual) {
+  if (std::getenv("KORRIN_UPDATE_GOLDEN") != nullptr) {
+    std::ofstream(path, std::ios::binary) << actual;
+  }
+  EXPECT_EQ(read_file(path), actual) << path;
+}
+
+TEST(CheckGolden, EachFindingCodeHasItsDocument) {
+  const std::vector<std::string> documents = files_in(kData, ".json", ".expected.json");
+  std::vector<std::string> codes;
+  for (const std::string& name : documents) {
+    codes.push_back(name.substr(0, 4));
+  }
+  for (const char* code : {"K001", "K002", "K003", "K004", "K005", "K101", "K102", "K103",
+                           "K104", "K105", "K106", "K201", "K202", "K203", "K204", "K205",
+                           "K206", "K301", "K302", "K303", "K304", "K305", "K306"}) {
+    EXPECT_NE(std::find(codes.begin(), codes.end(), code), codes.end()) << code;
+  }
+}
+
+TEST(CheckGolden, FindingsMatchTextAndJsonExactly) {
+  const std::vector<CheckedAccessory> accessories = example_accessories();
+  const std::vector<std::string> documents = files_in(kData, ".json", ".expected.json");
+  ASSERT_FALSE(documents.empty());
+  for (const std::string& name : documents) {
+    SCOPED_TRACE(name);
+    const std::string stem = name.substr(0, name.size() - 5);
+    const std::vector<Finding> findings =
+        check_document(read_file(kData + "/" + name), accessories);
+    // The document's own code is among its findings.
+    const std::string code = name.substr(0, 4);
+    EXPECT_TRUE(std::any_of(findings.begin(), findings.end(),
+                            [&](const Finding& f) { return f.code == code; }));
+    expect_file(kData + "/" + stem + ".expected.txt", as_text(findings, name));
+    expect_file(kData + "/" + stem + ".expected.json", as_json(findings));
+  }
+}
+
+TEST(CheckExamples, EveryExampleDocumentHasItsExactFindings) {
+  const std::vector<CheckedAccessory> accessories = example_accessories();
+  const std::string directory = std::string(KORRIN_EXAMPLES_DIR) + "/documents";
+  const std::vector<std::string> documents = files_in(directory, ".json", "");
+  ASSERT_GE(documents.size(), 9u);
+  for (const std::string& name : documents) {
+    SCOPED_TRACE(name);
+    const std::vector<Finding> findings =
+        check_document(read_file(directory + "/" + name), accessories);
+    expect_file(kData + "/examples/" + name.substr(0, name.size() - 5) + ".expected.txt",
+                as_text(findings, name));
+  }
+}
+
+Finding only(const std::vector<Finding>& findings) {
+  EXPECT_EQ(findings.size(), 1u);
+  return findings.empty() ? Finding() : findings.front();
+}
+
+const std::string kHead = "{\"templateConfiguration\": {";
+
+TEST(CheckPositions, ColumnsCountCharactersNotBytes) {
+  // "ü" and "€" are 2 and 3 bytes, one character each.
+  const std::vector<Finding> findings =
+      check_document(kHead + "\"x\u00fc\u20ac\": 1, \"bad\": 2}}", {});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].code, "K101");
+  EXPECT_EQ(findings[0].line, 1);
+  EXPECT_EQ(findings[0].column, 28);
+  EXPECT_EQ(findings[1].code, "K101");
+  EXPECT_EQ(findings[1].line, 1);
+  EXPECT_EQ(findings[1].column, 38);
+}
+
+TEST(CheckPositions, CrLfEndsALineAndATabIsOneCharacter) {
+  const Finding f =
+      only(check_document("{\r\n\"templateConfiguration\": {\r\n\t\"updatedTim\": 1}}", {}));
+  EXPECT_EQ(f.code, "K101");
+  EXPECT_EQ(f.line, 3);
+  EXPECT_EQ(f.column, 2);
+  EXPECT_EQ(f.pointer, "/templateConfiguration/updatedTim");
+}
+
+TEST(CheckPositions, EmptyDocumentIsAtTheStart) {
+  const Finding f = only(check_document("", {}));
+  EXPECT_EQ(f.code, "K001");
+  EXPECT_EQ(f.line, 1);
+  EXPECT_EQ(f.column, 1);
+  EXPECT_EQ(f.pointer, "");
+}
+
+TEST(CheckPositions, ByteOrderMarkIsNotAColumn) {
+  const std::vector<Finding> findings = check_document("\xEF\xBB\xBF\n []", {});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].code, "K004");
+  EXPECT_EQ(findings[0].line, 2);
+  EXPECT_EQ(findings[0].column, 2);
+  EXPECT_EQ(findings[1].code, "K105");
+}
+
+TEST(CheckSyntax, TrailingContentTheLibraryAcceptsIsNoSyntaxError) {
+  const std::vector<Finding> findings = check_document(kHead + "}} trailing", {});
+  ASSERT_EQ(findings.size(), 1u);
+  EXPECT_EQ(findings[0].code, "K005");
+  EXPECT_EQ(findings[0].column, 31);
+}
+
+TEST(CheckSyntax, RawControlCharactersInStringsAreReadAsTheLibraryReadsThem) {
+  // cJSON takes raw control characters inside strings: no syntax error.
+  const Finding f = only(check_document(kHead + "\"a\x1b[31m\tb\": 1}}", {}));
+  EXPECT_EQ(f.code, "K101");
+  EXPECT_EQ(f.message, "unknown member \"a\x1b[31m\tb\" in the template");
+  EXPECT_EQ(korrin_check::format_finding(f, "d.json", false),
+            "d.json:1:28: warning K101: unknown member \"a\\x1b[31m\\tb\" in the template "
+            "(ignored: the library does not read it)");
+}
+
+TEST(CheckSuggestions, NearestKnownNameIsSuggested) {
+  const Finding f = only(check_document(kHead + "\"comonSetings\": []}}", {}));
+  EXPECT_EQ(f.message,
+            "unknown member \"comonSetings\" in the template; did you mean \"commonSettings\"?");
+  EXPECT_EQ(f.severity, korrin_check::Severity::kWarning);
+  const Finding far = only(check_document(kHead + "\"colour\": []}}", {}));
+  EXPECT_EQ(far.message, "unknown member \"colour\" in the template");
+  EXPECT_EQ(far.severity, korrin_check::Severity::kWarning);
+}
+
+TEST(CheckPointers, TildeAndSlashAreEscaped) {
+  const Finding f = only(check_document(kHead + "\"a~b/c\": 1}}", {}));
+  EXPECT_EQ(f.pointer, "/templateConfiguration/a~0b~1c");
+}
+
+TEST(CheckEscaping, EveryControlCharacterIsEscaped) {
+  std::string all;
+  for (int c = 0; c < 0x20; ++c) {
+    all += static_cast<char>(c);
+  }
+  all += '\x7f';
+  EXPECT_EQ(korrin_check::escape_control_characters(all),
+            "\\x00\\x01\\x02\\x03\\x04\\x05\\x06\\x07\\x08\\t\\n\\x0b\\x0c\\r\\x0e\\x0f"
+            "\\x10\\x11\\x12\\x13\\x14\\x15\\x16\\x17\\x18\\x19\\x1a\\x1b\\x1c\\x1d\\x1e\\x1f"
+            "\\x7f");
+  std::string c1;
+  for (unsigned c = 0x80; c <= 0x9F; ++c) {
+    c1 += '\xC2';
+    c1 += static_cast<char>(c);
+  }
+  std::string expected;
+  const char* hex = "0123456789abcdef";
+  for (unsigned c = 0x80; c <= 0x9F; ++c) {
+    expected += std::string("\\u00") + hex[c >> 4] + hex[c & 15];
+  }
+  EXPECT_EQ(korrin_check::escape_control_characters(c1), expected);
+  EXPECT_EQ(korrin_check::escape_control_characters("a\\b \xE2\x80\xAE \xE2\x80\xA8 \xff \u00fc"),
+            "a\\\\b \\u202e \\u2028 \\xff \u00fc");
+}
+
+TEST(CheckEscaping, AnEmbeddedNewlineCannotForgeAnOutputLine) {
+  const Finding f = only(check_document(kHead + "\"x\\nd.json:9:9: error K001: forged\": 1}}", {}));
+  const std::string line = korrin_check::format_finding(f, "d.json", false);
+  EXPECT_EQ(line.find('\n'), std::string::npos);
+  EXPECT_EQ(line,
+            "d.json:1:28: warning K101: unknown member \"x\\nd.json:9:9: error K001: forged\" in "
+            "the template (ignored: the library does not read it)");
+}
+
+TEST(CheckFormat, ColourMarksSeverityAndCode) {
+  const Finding f{"K203", korrin_check::Severity::kWarning, 2, 5, "/p", "m", "e"};
+  EXPECT_EQ(korrin_check::format_finding(f, "f\x1b.json", true),
+            "f\\x1b.json:2:5: \x1b[1;33mwarning\x1b[0m \x1b[1mK203\x1b[0m: m (e)");
+}
+
+}  // namespace
+
+namespace {
+
+// 100,000 settings (every usage id twice) and 2,000 model groups, each
+// named after an earlier one: the duplicate and shadowing checks must not
+// grow with the square of the counts.
+TEST(CheckScale, HundredThousandSettingsAndTwoThousandGroups) {
+  std::string document = "{\"templateConfiguration\": {\"commonSettings\": [\n";
+  for (int i = 0; i < 100000; ++i) {
+    document += "{\"name\": \"s" + std::to_string(i) +
+                "\", \"usageId\": " + std::to_string(i % 50000) +
+                ", \"value\": 1, \"access\": \"Admin\"},\n";
+  }
+  document += "{\"name\": \"last\", \"usageId\": 50000, \"value\": 1, \"access\": \"Admin\"}],\n";
+  document += "\"modelSpecificSettings\": [\n";
+  for (int g = 0; g < 2000; ++g) {
+    document += std::string(g == 0 ? "" : ",\n") + "{\"models\": [\"M" + std::to_string(g) +
+                "\"], \"modelFirmware\": [{\"firmwareName\": \"LATEST\"}]}";
+  }
+  document += "]}}\n";
+  const std::vector<Finding> findings = check_document(document, {});
+  std::size_t duplicates = 0;
+  std::size_t shadowed = 0;
+  std::size_t without_params = 0;
+  for (const Finding& f : findings) {
+    duplicates += f.code == "K201" ? 1 : 0;
+    shadowed += f.code == "K303" ? 1 : 0;
+    without_params += f.code == "K305" ? 1 : 0;
+  }
+  EXPECT_EQ(duplicates, 50000u);
+  // "M10".."M19" contain "M1", and so on: every name of two or more digits
+  // contains the earlier name made of its first digit(s).
+  EXPECT_EQ(shadowed, 1990u);
+  // No group has "firmwareParams": the common settings would not be sent.
+  EXPECT_EQ(without_params, 2000u);
+  EXPECT_EQ(findings.size(), duplicates + shadowed + without_params);
+  EXPECT_EQ(findings[0].line, 50002);
+}
+
+}  // namespace
