@@ -319,6 +319,7 @@ function renderPlans(report) {
     }
     limitNote(stored, plan.storedNotSent.length, plan.storedNotSentCount, 4);
     section.appendChild(stored);
+    if (plan.changes) renderChanges(section, plan.changes);
     box.appendChild(section);
   }
 }

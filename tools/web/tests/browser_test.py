@@ -72,9 +72,9 @@ def start_browser(profile, downloads):
     return driver
 
 
-def korrin_host_plan(korrin_host, document_name, accessories_file, cwd):
+def korrin_host_plan(korrin_host, document_name, accessories_file, cwd, extra=()):
     run = subprocess.run([korrin_host, "plan", "--document", document_name, "--fleet",
-                          str(accessories_file), "--format", "json"],
+                          str(accessories_file), "--format", "json", *extra],
                          cwd=cwd, capture_output=True, text=True, check=False)
     if run.returncode not in (0, 1):
         raise RuntimeError(f"korrin-host plan failed ({run.returncode}): {run.stderr}")
@@ -271,6 +271,56 @@ def check_edited_accessories(driver, base, korrin_host, downloads, work):
           f"edited accessories: firmware shown {firmware} for {wanted}")
 
 
+def download_plan(driver, downloads, file_name):
+    for old in downloads.iterdir():
+        old.unlink()
+    driver.find_element(By.ID, "download-button").click()
+    target = downloads / file_name
+    deadline = time.time() + 20
+    while not target.exists() and time.time() < deadline:
+        time.sleep(0.1)
+    time.sleep(0.2)
+    return target.read_bytes() if target.exists() else None
+
+
+def check_previous_document(driver, base, korrin_host, downloads):
+    """A previous document: each accessory's plan shows what changes, as
+    korrin-host plan --previous reports it."""
+    documents = EXAMPLES / "documents"
+    expected_json = korrin_host_plan(korrin_host, "office.json", EXAMPLES / "accessories.json",
+                                     documents, ("--previous", "headset_fleet.json"))
+    report = json.loads(expected_json)
+
+    driver.get(base)
+    name = driver.find_element(By.ID, "document-name")
+    name.clear()
+    name.send_keys("office.json")
+    paste(driver, driver.find_element(By.ID, "document-input"),
+          (documents / "office.json").read_text(encoding="utf-8"))
+    driver.find_element(By.CSS_SELECTOR, "#previous-block summary").click()
+    previous_name = driver.find_element(By.ID, "previous-name")
+    previous_name.clear()
+    previous_name.send_keys("headset_fleet.json")
+    paste(driver, driver.find_element(By.ID, "previous-input"),
+          (documents / "headset_fleet.json").read_text(encoding="utf-8"))
+    driver.find_element(By.ID, "check-button").click()
+    status = wait_for_result(driver, 60)
+    check(status.startswith("Checked in"), f"previous document: status {status!r}")
+    sections = driver.find_elements(By.CSS_SELECTOR, "#plans section.plan")
+    for section, plan in zip(sections, report["accessories"]):
+        changes = plan["changes"]
+        rows = [[cell.text for cell in row.find_elements(By.TAG_NAME, "td")]
+                for row in section.find_elements(By.CSS_SELECTOR, "table.changes tr")[1:]]
+        wanted = [[c["change"], str(c["usageId"]), c["key"]] for c in changes["settings"]]
+        check([row[:3] for row in rows] == wanted,
+              f"previous document {plan['id']}: changes shown {rows}")
+        shown = section.find_elements(By.CSS_SELECTOR, ".firmware-change")
+        check(len(shown) == (1 if changes["firmware"] else 0),
+              f"previous document {plan['id']}: firmware change shown when it changes")
+    check(download_plan(driver, downloads, "office.plan.json") == expected_json.encode(),
+          "previous document: the downloaded plan equals korrin-host plan --previous")
+
+
 def check_refused_accessories(driver, base):
     """Two accessories with one id: the page names the problem as
     korrin-host does and shows no plan."""
@@ -403,6 +453,7 @@ def main():
             check_edited_accessories(driver, base, korrin_host, work / "downloads", work)
             check_file_bytes(driver, base, korrin_host, work / "downloads", work)
             check_refused_accessories(driver, base)
+            check_previous_document(driver, base, korrin_host, work / "downloads")
             check_large_document(driver, base, korrin_host, work)
             errors = [entry for entry in driver.get_log("browser") if entry["level"] == "SEVERE"]
             check(not errors, f"no console errors ({errors})")

@@ -1,7 +1,8 @@
 // The browser checker's module gives the plan `korrin-host plan --format
 // json` prints, byte for byte: for every example document and every
 // document of the checker's golden cases, planned for the example
-// accessories, with and without a previous version stamp. For accessories
+// accessories, with and without a previous version stamp, and against a
+// previous document. For accessories
 // the planner refuses, the module's {"error": ...} carries the message
 // korrin-host prints before it exits with status 2.
 //
@@ -49,26 +50,36 @@ async function main() {
     return 1;
   }
 
+  const previousFile = path.join(sourceDir, "examples", "documents", "headset_fleet.json");
+  const previousBytes = fs.readFileSync(previousFile);
+  const variants = [
+    { previousTime: null, previous: false },
+    { previousTime: "x-1700000000", previous: false },
+    { previousTime: null, previous: true },
+  ];
   let failures = 0;
   let cases = 0;
   for (const documentFile of documents) {
     // The document's bytes as they are: invalid UTF-8 and NUL bytes reach
     // the module unchanged, as they reach korrin-host.
     const documentBytes = fs.readFileSync(documentFile);
-    for (const previousTime of [null, "x-1700000000"]) {
+    for (const { previousTime, previous } of variants) {
       cases += 1;
       const args = ["plan", "--document", documentFile, "--fleet", accessoriesFile, "--format", "json"];
       if (previousTime !== null) args.push("--previous-time", previousTime);
+      if (previous) args.push("--previous", previousFile);
       const run = childProcess.spawnSync(korrinHost, args);
       const label = `${path.relative(sourceDir, documentFile)}` +
-        (previousTime === null ? "" : ` --previous-time ${previousTime}`);
+        (previousTime === null ? "" : ` --previous-time ${previousTime}`) +
+        (previous ? ` --previous ${path.relative(sourceDir, previousFile)}` : "");
       if (run.status !== 0 && run.status !== 1) {
         console.log(`FAILED ${label}: korrin-host exited with ${run.status}: ${run.stderr.toString()}`);
         failures += 1;
         continue;
       }
       const fromPage = Buffer.from(korrin.plan(documentFile, documentBytes, accessoriesFile,
-        accessories, "", "", previousTime !== null, previousTime === null ? "" : previousTime));
+        accessories, previous ? previousFile : "", previous ? previousBytes : "",
+        previousTime !== null, previousTime === null ? "" : previousTime));
       if (fromPage.equals(run.stdout)) {
         const exitStatus = JSON.parse(fromPage.toString("utf8")).exitStatus;
         if (exitStatus !== run.status) {
