@@ -211,7 +211,8 @@ function renderSummary(report) {
     `${summary.notConfigured} not configured`,
     `${summary.upgradesRequested} upgrades requested`,
     `${summary.delegated} delegated`,
-    `${report.findingsCount} findings`,
+    `${summary.findings === undefined ? report.findingsCount : summary.findings} findings`,
+    `${summary.warnings} library warnings`,
   ];
   box.appendChild(text("strong", report.document));
   box.appendChild(text("span", `: ${parts.join(", ")}; exit status ${report.exitStatus}`));

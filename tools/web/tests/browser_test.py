@@ -181,10 +181,13 @@ def check_example(driver, base, korrin_host, downloads, document_name):
     # The summary.
     summary = driver.find_element(By.ID, "summary")
     totals = report["summary"]
-    check(summary.get_attribute("data-exit-status") == str(report["exitStatus"])
-          and f"{totals['accessories']} accessories, {totals['configured']} configured, "
-              f"{totals['rejected']} rejected" in summary.text,
-          f"{document_name}: summary {summary.text!r}")
+    wanted_summary = (
+        f"{report['document']}: {totals['accessories']} accessories, "
+        f"{totals['configured']} configured, {totals['rejected']} rejected, "
+        f"{totals['notConfigured']} not configured, {totals['upgradesRequested']} upgrades "
+        f"requested, {totals['delegated']} delegated, {totals['findings']} findings, "
+        f"{totals['warnings']} library warnings; exit status {report['exitStatus']}")
+    check(summary.text == wanted_summary, f"{document_name}: summary {summary.text!r}")
 
     # A finding at a line: clicking it scrolls the document view to the line
     # and highlights exactly that line.
