@@ -9,6 +9,7 @@
 #include <string>
 
 #include "demo.h"
+#include "korrin_check/finding.h"
 #include "korrin_host/json_input.h"
 #include "korrin_host/log_sink.h"
 #include "plan.h"
@@ -137,7 +138,8 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
   try {
     report = run_plan(options, err);
   } catch (const InputError& error) {
-    err << "korrin-host plan: " << error.what() << "\n";
+    // The message may quote the input files: keep it terminal-safe.
+    err << "korrin-host plan: " << korrin_check::escape_control_characters(error.what()) << "\n";
     return kExitBadInput;
   }
   korrin_plan::TextOptions text;
@@ -151,7 +153,8 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
   int count = 0;
   for (const korrin_plan::AccessoryPlan& accessory : report.accessories) {
     if (accessory.outcome != korrin_plan::DocumentOutcome::kTaken) {
-      refused += (refused.empty() ? "" : ", ") + accessory.facts.id + " (" +
+      refused += (refused.empty() ? "" : ", ") +
+                 korrin_check::escape_control_characters(accessory.facts.id) + " (" +
                  korrin_plan::outcome_name(accessory.outcome) + ")";
       ++count;
     }

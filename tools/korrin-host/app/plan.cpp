@@ -3,10 +3,32 @@
 #include <filesystem>
 #include <ostream>
 
+#include "korrin_check/finding.h"
 #include "korrin_host/input_files.h"
 #include "korrin_host/log_sink.h"
 
 namespace korrin_host {
+
+namespace {
+
+// Passes the library's records on with their control characters escaped:
+// they quote the document, and --log-level writes them to a terminal.
+class EscapingLog : public korrin::log::HostLogInterface {
+ public:
+  explicit EscapingLog(korrin::log::HostLogInterface& sink) : sink_(sink) {}
+  void write_record(korrin::log::LogLevel level, const std::string& text) override {
+    try {
+      sink_.write_record(level, korrin_check::escape_control_characters(text));
+    } catch (...) {
+      // The library delivers records from destructors.
+    }
+  }
+
+ private:
+  korrin::log::HostLogInterface& sink_;
+};
+
+}  // namespace
 
 bool plan_colour(const std::string& color_option, bool terminal, const char* no_color) {
   if (color_option == "always") {
@@ -44,8 +66,9 @@ korrin_plan::PlanReport run_plan(const PlanOptions& options, std::ostream& log_s
   LogSinkOptions sink_options;
   sink_options.max_level = options.log_level;
   LogSink sink(sink_options, log_stream);
+  EscapingLog escaped(sink);
   if (options.log_records) {
-    request.log_forward = &sink;
+    request.log_forward = &escaped;
   }
   return korrin_plan::plan_document(request);
 }

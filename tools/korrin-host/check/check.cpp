@@ -264,6 +264,9 @@ class Checker {
   /// The groups that give the given accessories their settings.
   std::set<int> settings_groups_;
   std::string template_pointer_;
+  /// False when the library reads another member than the template: what
+  /// the template says then reaches no accessory.
+  bool template_read_ = true;
 };
 
 std::vector<Finding> Checker::run() {
@@ -406,6 +409,7 @@ void Checker::check_structure(const Node& root) {
   const Node& first = holder->children.front();
   const std::string found_pointer = child_pointer(holder_pointer, found->key);
   if (found != &first) {
+    template_read_ = false;
     std::string effect;
     if (first.kind == Kind::kObject) {
       effect =
@@ -478,9 +482,19 @@ void Checker::check_member_names(const Node& node, Place place, const std::strin
       }
     }
     const bool close = nearest != nullptr && best <= std::max<std::size_t>(2, nearest->size() / 3);
+    // A member of another place put here: say where it belongs.
+    std::string elsewhere;
+    for (const DocumentMember& entry : document_members()) {
+      if (entry.place != place && same_ignoring_case(entry.name, child.key)) {
+        elsewhere = "; " + quoted(entry.name) + " belongs in a " + place_name(entry.place);
+        break;
+      }
+    }
     add("K101", Severity::kWarning, child.key_offset, member_pointer,
         "unknown member " + quoted(child.key) + " in " + where +
-            (close ? "; did you mean " + quoted(*nearest) + "?" : ""),
+            (!elsewhere.empty() ? elsewhere
+             : close            ? "; did you mean " + quoted(*nearest) + "?"
+                                : ""),
         "ignored: the library does not read it");
   }
 }
@@ -616,7 +630,7 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     if (name->kind != Kind::kString) {
       add("K206", Severity::kWarning, name->offset, pointer_of(name),
           quoted(name->key) + " of " + entry_label + " is " + described(*name) + ", not a string",
-          dropped + " (a name that is not text counts as missing)");
+          dropped + ": a name that is not text counts as missing");
       continue;
     }
     if (name->text.empty()) {
@@ -734,9 +748,8 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
       add("K204", Severity::kWarning, name->offset, pointer_of(name),
           "name " + quoted(full) + " of a " + quoted(ACCESS_BOTH) + " setting in " + section +
               " has no " + quoted("_") + " before " + quoted(admin_half ? "Admin" : "User"),
-          dropped + " (stored as a plain " + quoted(ACCESS_USER) +
-              " setting only when the configuration URL is " + quoted(DEFAULT_HEADSET_CONFIG_FILE) +
-              ")");
+          dropped + "; only when the configuration URL is " + quoted(DEFAULT_HEADSET_CONFIG_FILE) +
+              " is it stored as a plain " + quoted(ACCESS_USER) + " setting");
       continue;
     }
 
@@ -1077,13 +1090,22 @@ int Checker::group_for(const Node& template_node, const std::string& model) cons
 }
 
 void Checker::check_accessories(const Node& template_node, const std::vector<Group>& groups) {
-  if (accessories_.empty()) {
+  if (accessories_.empty() || !template_read_) {
     return;
   }
   const Node* list = member(&template_node, KEY_MODEL_SPECIFIC_SETTINGS);
   const std::size_t missing_at = list != nullptr ? list->key_offset : template_node.offset;
   const std::string missing_pointer =
       list != nullptr ? child_pointer(template_pointer_, list->key) : template_pointer_;
+  if (list == nullptr) {
+    // One problem, whatever the number of accessories.
+    add("K306", Severity::kError, missing_at, missing_pointer,
+        "the template has no " + quoted(KEY_MODEL_SPECIFIC_SETTINGS) +
+            ": no model group names any of the given accessories",
+        "their settings are stored but never sent to the device, no firmware is decided, and "
+        "the library reports the document as failed for every accessory");
+    return;
+  }
   for (const CheckedAccessory& accessory : accessories_) {
     const std::string model =
         accessory.resolved_model.empty() ? accessory.model : accessory.resolved_model;

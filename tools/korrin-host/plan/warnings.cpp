@@ -7,6 +7,11 @@
 namespace korrin_plan {
 
 std::string error_tag_of(const std::string& text) {
+  // Every tag starts with '['; most records have none, and a large document
+  // makes the library log several records per setting.
+  if (text.find('[') == std::string::npos) {
+    return std::string();
+  }
   // The logger's name ends at the first ": "; the function's name follows.
   const std::size_t name_end = text.find(": ");
   if (name_end == std::string::npos) {

@@ -16,6 +16,7 @@
 #include "korrin_check/check.h"
 #include "korrin_check/finding.h"
 #include "korrin_host/accessory.h"
+#include "korrin_host/input_files.h"
 
 namespace {
 
@@ -217,6 +218,13 @@ TEST(CheckSuggestions, NearestKnownNameIsSuggested) {
   EXPECT_EQ(far.severity, korrin_check::Severity::kWarning);
 }
 
+TEST(CheckSuggestions, AMemberOfAnotherPlaceIsNamedAsSuch) {
+  const Finding f = only(check_document(kHead + "\"firmwareVersion\": \"1-0\"}}", {}));
+  EXPECT_EQ(f.message,
+            "unknown member \"firmwareVersion\" in the template; \"firmwareVersion\" belongs in a "
+            "firmware entry");
+}
+
 TEST(CheckPointers, TildeAndSlashAreEscaped) {
   const Finding f = only(check_document(kHead + "\"a~b/c\": 1}}", {}));
   EXPECT_EQ(f.pointer, "/templateConfiguration/a~0b~1c");
@@ -300,6 +308,103 @@ TEST(CheckScale, HundredThousandSettingsAndTwoThousandGroups) {
   EXPECT_EQ(without_params, 2000u);
   EXPECT_EQ(findings.size(), duplicates + shadowed + without_params);
   EXPECT_EQ(findings[0].line, 50002);
+}
+
+}  // namespace
+
+namespace {
+
+// A syntax error is reported exactly when the library's parser (cJSON)
+// rejects the text, for the corners where parsers differ.
+TEST(CheckSyntax, SyntaxErrorExactlyWhenTheLibraryParserRejects) {
+  const std::vector<std::string> texts = {"1.",
+                                          "-",
+                                          "01",
+                                          "-.5",
+                                          "1e",
+                                          "1e+",
+                                          "[1,]",
+                                          "{\"a\":1,}",
+                                          "\"\\x\"",
+                                          "\"\\ud800\"",
+                                          "\"\\udc00\"",
+                                          "\"\\ud800\\udc00\"",
+                                          "nul",
+                                          "truex",
+                                          "[1 2]",
+                                          "\x01{}",
+                                          "{} {}",
+                                          "\"a\tb\"",
+                                          "\"\\u12\"",
+                                          "[\"a\\\"]",
+                                          "{\"a\" 1}",
+                                          "{1: 2}",
+                                          "\xEF\xBB\xBF{}",
+                                          "+1",
+                                          "[-]",
+                                          "[1e5,2E-3]",
+                                          "\"\x7f\x1b\"",
+                                          "\"abc",
+                                          "{\"a\":}",
+                                          "[,1]",
+                                          std::string(1000, '[') + std::string(1000, ']'),
+                                          std::string(1001, '[') + std::string(1001, ']')};
+  for (const std::string& text : texts) {
+    SCOPED_TRACE(text);
+    cJSON* tree = cJSON_Parse(text.c_str());
+    const bool accepted = tree != nullptr;
+    cJSON_Delete(tree);
+    const std::vector<Finding> findings = check_document(text, {});
+    const bool syntax_error = std::any_of(findings.begin(), findings.end(),
+                                          [](const Finding& f) { return f.code == "K003"; });
+    EXPECT_EQ(syntax_error, !accepted);
+  }
+}
+
+TEST(CheckSyntax, ErrorPositionAndExpectation) {
+  const Finding f =
+      only(check_document("{\n  \"templateConfiguration\": {\n    \"updatedTime\" 1\n", {}));
+  EXPECT_EQ(f.code, "K003");
+  EXPECT_EQ(f.line, 3);
+  EXPECT_EQ(f.column, 19);
+  EXPECT_EQ(f.message, "JSON syntax error: expected ':' after the member name, found '1'");
+}
+
+TEST(CheckText, NulByteAndInvalidUtf8AreAtTheirBytes) {
+  const std::vector<Finding> nul = check_document(kHead + std::string("}}\n\xc3\xa9\0x", 6), {});
+  ASSERT_EQ(nul.size(), 2u);
+  EXPECT_EQ(nul[0].code, "K005");
+  EXPECT_EQ(nul[1].code, "K002");
+  EXPECT_EQ(nul[1].line, 2);
+  EXPECT_EQ(nul[1].column, 2);
+  const Finding bad =
+      only(check_document("{\"templateConfiguration\": {}, \"userId\": \"\xc3\x28\"}", {}));
+  EXPECT_EQ(bad.code, "K002");
+  EXPECT_EQ(bad.column, 42);
+}
+
+}  // namespace
+
+namespace {
+
+// Every prefix of a real document: the checker never fails where the
+// library's parser succeeds, and always names the syntax error otherwise.
+TEST(CheckSyntax, EveryPrefixOfADocumentAgreesWithTheLibraryParser) {
+  const std::string document =
+      read_file(std::string(KORRIN_EXAMPLES_DIR) + "/documents/office.json");
+  ASSERT_GT(document.size(), 1000u);
+  const std::vector<CheckedAccessory> accessories = example_accessories();
+  for (std::size_t length = 1; length <= document.size(); ++length) {
+    const std::string prefix = document.substr(0, length);
+    cJSON* tree = cJSON_Parse(prefix.c_str());
+    const bool accepted = tree != nullptr;
+    cJSON_Delete(tree);
+    const std::vector<Finding> findings = check_document(prefix, accessories);
+    const auto syntax = std::count_if(findings.begin(), findings.end(), [](const Finding& f) {
+      return f.code == "K003" || f.code == "K001";
+    });
+    ASSERT_EQ(syntax, accepted ? 0 : 1) << "length " << length;
+  }
 }
 
 }  // namespace

@@ -200,6 +200,12 @@ std::vector<PlanCase> cases() {
                    kAccessories + "control_characters.json"},
                   0,
                   ""});
+  // The ids on standard error are escaped too.
+  list.push_back({"control_characters_rejected.txt",
+                  {"plan", "--document", kDocuments + "not_json.json", "--accessory",
+                   kAccessories + "control_characters.json", "--summary"},
+                  1,
+                  not_taken("hs-\\x1b[2J-09 (rejected)", 1, 1)});
   // --strict: findings of severity warning or error fail a document that
   // every accessory took; a document not taken keeps status 1.
   list.push_back({"strict_findings.txt",
@@ -267,6 +273,10 @@ std::vector<PlanCase> cases() {
       "--accessory excludes --fleet\n" + help);
   bad({"--document", example("office"), "--fleet", kFleet, "--format", "yaml"},
       "--format: yaml not in {text,json}\n" + help);
+  bad({"--document", example("office"), "--accessory", kAccessories + "control_characters.json",
+       "--accessory", kAccessories + "control_characters.json"},
+      "korrin-host plan: tests/data/plan/accessories/control_characters.json: accessory "
+      "\"hs-\\x1b[2J-09\" is given twice\n");
   bad({"--document", example("office"), "--fleet", kFleet, "--color", "sometimes"},
       "--color: sometimes not in {auto,always,never}\n" + help);
   bad({"--document", example("office"), "--fleet", kFleet, "--previous",

@@ -73,11 +73,12 @@ TEST(E2ePlan, LogLevelCopiesTheLibrarysRecordsToStandardErrorWithoutChangingTheP
        "tests/data/plan/accessories/hs-h9-03.json", "--log-level", "info"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.out, reviewed("h9_not_json.txt"));
-  // The parse error, which is not a warning, is there for whoever asks.
+  // The parse error, which is not a warning, is there for whoever asks. It
+  // quotes the document, whose line end is escaped like any control character.
   EXPECT_TRUE(
       contains(result.err,
                " info     HeadsetConfigImpl: update_from_server: Configuration: headsets on "
-               "5-1-0, please.\n"))
+               "5-1-0, please.\\n\n"))
       << result.err;
   EXPECT_TRUE(
       contains(result.err,
@@ -85,6 +86,68 @@ TEST(E2ePlan, LogLevelCopiesTheLibrarysRecordsToStandardErrorWithoutChangingTheP
                "config retrieved from server in library\n"))
       << result.err;
   EXPECT_FALSE(contains(result.err, " debug    ")) << result.err;
+}
+
+// Colour on a real terminal: script(1) runs the program on a pseudo-terminal
+// (standard output and standard error both reach it, with "\r\n" line ends).
+std::string on_a_terminal(const std::string& environment, const std::vector<std::string>& args) {
+  std::string program = "'" KORRIN_HOST_BINARY "'";
+  for (const std::string& argument : args) {
+    program += " '" + argument + "'";
+  }
+  const ProcessResult result =
+      korrin_host_test::run_process({"/bin/sh", "-c",
+                                     "cd '" KORRIN_SOURCE_DIR "' && " + environment +
+                                         " script -qec \"" + program + "\" /dev/null < /dev/null"},
+                                    std::chrono::seconds(60));
+  EXPECT_EQ(result.exit_code, 1);
+  std::string text;
+  for (const char c : result.out) {
+    if (c != '\r') {
+      text += c;
+    }
+  }
+  return text;
+}
+
+const std::vector<std::string> kColourCase = {"plan",
+                                              "--document",
+                                              "tests/data/plan/documents/unreadable_version.json",
+                                              "--previous",
+                                              "examples/documents/office.json",
+                                              "--accessory",
+                                              "tests/data/plan/accessories/hs-h9-03.json",
+                                              "--accessory",
+                                              "tests/data/plan/accessories/speaker.json"};
+const std::string kColourCaseErr =
+    "korrin-host plan: the document was not taken for 1 of 2 accessories: spk-08 (not "
+    "configured) (--log-level info shows the library's records)\n";
+
+TEST(E2ePlan, ColoursOnATerminal) {
+  EXPECT_EQ(on_a_terminal("unset NO_COLOR;", kColourCase),
+            reviewed("color_always.txt") + kColourCaseErr);
+}
+
+TEST(E2ePlan, NoColorTurnsColourOffOnATerminal) {
+  EXPECT_EQ(on_a_terminal("NO_COLOR=1", kColourCase), reviewed("color_never.txt") + kColourCaseErr);
+}
+
+TEST(E2ePlan, AnEmptyNoColorLeavesColourOn) {
+  EXPECT_EQ(on_a_terminal("NO_COLOR=", kColourCase), reviewed("color_always.txt") + kColourCaseErr);
+}
+
+TEST(E2ePlan, ColorNeverTurnsColourOffOnATerminal) {
+  std::vector<std::string> arguments = kColourCase;
+  arguments.push_back("--color=never");
+  EXPECT_EQ(on_a_terminal("unset NO_COLOR;", arguments),
+            reviewed("color_never.txt") + kColourCaseErr);
+}
+
+TEST(E2ePlan, NoColourIntoAPipe) {
+  const ProcessResult result = run_in_source_tree(kColourCase);
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.out, reviewed("color_never.txt"));
+  EXPECT_EQ(result.err, kColourCaseErr);
 }
 
 }  // namespace
