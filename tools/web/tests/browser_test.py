@@ -144,6 +144,12 @@ def check_example(driver, base, korrin_host, downloads, document_name):
     status = wait_for_result(driver, 60)
     check(status.startswith("Checked in"), f"{document_name}: status after the check: {status!r}")
 
+    # Everything the page loaded came from the test's own server.
+    loaded = driver.execute_script(
+        "return performance.getEntriesByType('resource').map((entry) => entry.name);")
+    check(loaded and all(url.startswith(base) for url in loaded),
+          f"{document_name}: every resource from {base} ({loaded})")
+
     # The findings.
     shown = [item.text for item in driver.find_elements(By.CSS_SELECTOR, "#findings li")]
     wanted = expected_findings(report, document_name) or ["No findings."]
