@@ -2,6 +2,7 @@
 # packages it needs first (as root), or names them.
 
 .PHONY: all example demo test asan tsan lint format clean aarch64 armhf package consumer symbols docs
+.PHONY: lib lib-check
 .PHONY: bench bench-smoke bench-callgrind bench-aarch64
 .PHONY: fuzz-smoke memcheck soak plan-scale web web-serve web-test
 
@@ -21,6 +22,24 @@ demo:
 	cmake --preset dev
 	cmake --build --preset dev --target korrin-host
 	./build/dev/tools/korrin-host/korrin-host demo
+
+# The library alone, the product build: a C++ compiler, CMake, make,
+# pkg-config and libcjson-dev are all it needs (no tests, tools or examples).
+# Installs under PREFIX; DESTDIR=/some/stage stages the install instead.
+PREFIX ?= /usr/local
+JOBS ?= 2
+lib:
+	scripts/install-deps lib
+	cmake --preset lib -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build --preset lib --parallel $(JOBS)
+	DESTDIR=$(DESTDIR) cmake --install build/lib
+
+# The lib preset from scratch: fails when it looks for anything beyond
+# pkg-config and libcjson, builds more than the library, or installs or loads
+# more than it should (build/lib-check).
+lib-check:
+	scripts/install-deps lib
+	scripts/check-lib-build
 
 test:
 	scripts/install-deps build host
@@ -185,12 +204,14 @@ consumer:
 	ctest --preset dev -L consumer
 
 # The exported symbols against abi/exported-symbols.txt (scripts/update-symbols
-# rewrites the list after a deliberate API change).
+# rewrites the list after a deliberate API change), and no call of the
+# library to its own exported functions left for the dynamic linker.
 symbols:
 	scripts/install-deps build
 	cmake --preset package
 	cmake --build --preset package --target korrin
 	scripts/check-symbols build/package/src/libkorrin.so
+	scripts/check-self-binding build/package/src/libkorrin.so
 
 # API reference in build/docs/html; fails on any doxygen warning.
 docs:

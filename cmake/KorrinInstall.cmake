@@ -7,10 +7,19 @@
 # libkorrin1 and libkorrin-dev are made from these two components.
 include(CMakePackageConfigHelpers)
 
-set(KORRIN_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/korrin"
-    CACHE STRING "Where the CMake package files go, relative to the prefix")
-set(KORRIN_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
-    CACHE STRING "Where korrin.pc goes, relative to the prefix")
+# Empty means beside the library: <libdir>/cmake/korrin and <libdir>/pkgconfig,
+# worked out on every configure, since libdir follows the prefix (a multiarch
+# directory under /usr, "lib" elsewhere).
+set(KORRIN_INSTALL_CMAKEDIR ""
+    CACHE STRING "Where the CMake package files go, relative to the prefix (empty: <libdir>/cmake/korrin)")
+set(KORRIN_INSTALL_PKGCONFIGDIR ""
+    CACHE STRING "Where korrin.pc goes, relative to the prefix (empty: <libdir>/pkgconfig)")
+if(NOT KORRIN_INSTALL_CMAKEDIR)
+  set(KORRIN_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/korrin")
+endif()
+if(NOT KORRIN_INSTALL_PKGCONFIGDIR)
+  set(KORRIN_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endif()
 
 # Debian policy: shared libraries are not executable.
 install(TARGETS korrin

@@ -1,6 +1,7 @@
 # Debian packages made by CPack from the install components:
 #   libkorrin1     runtime: libkorrin.so.1 and libkorrin.so.1.<minor>.<patch>
-#   libkorrin-dev  headers, the libkorrin.so link, CMake and pkg-config files
+#   libkorrin-dev  headers, the libkorrin.so link, CMake and pkg-config files,
+#                  the changelog and the integration guide
 # Configure with CMAKE_INSTALL_PREFIX=/usr (presets "package", "aarch64",
 # "armhf"), build, then run `cpack -G DEB` in the build directory.
 
@@ -51,6 +52,34 @@ if(KORRIN_INSTALL_DEBIAN_DOCS)
       PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
       COMPONENT ${component})
   endforeach()
+endif()
+
+# libkorrin-dev also carries what a host developer reads: the release notes
+# (CHANGELOG.md, as Debian's upstream changelog.gz) and the integration guide,
+# compressed as policy asks of larger documents.
+if(KORRIN_INSTALL_DEBIAN_DOCS)
+  foreach(pair IN ITEMS "CHANGELOG.md:changelog.gz" "docs/integrating.md:integrating.md.gz")
+    string(REPLACE ":" ";" pair "${pair}")
+    list(GET pair 0 source)
+    list(GET pair 1 target)
+    execute_process(
+      COMMAND gzip -9 -n -c "${PROJECT_SOURCE_DIR}/${source}"
+      OUTPUT_FILE "${PROJECT_BINARY_DIR}/debian/${target}"
+      RESULT_VARIABLE gzip_result)
+    if(NOT gzip_result EQUAL 0)
+      message(FATAL_ERROR "gzip failed on ${source}")
+    endif()
+    install(FILES "${PROJECT_BINARY_DIR}/debian/${target}"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${KORRIN_DEB_DEV_PACKAGE}"
+      PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
+      COMPONENT development)
+  endforeach()
+  set_property(DIRECTORY "${PROJECT_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+               "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_SOURCE_DIR}/docs/integrating.md")
+else()
+  install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_SOURCE_DIR}/docs/integrating.md"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+    COMPONENT development)
 endif()
 
 set(CPACK_GENERATOR "DEB")

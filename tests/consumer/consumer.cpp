@@ -131,10 +131,15 @@ int main() {
   expect(get_headset_model(MODEL_H9, "0000000500") == "Zelor H-9",
          "other Zelor H-9 serial numbers keep the model");
 
+  // The installed library is the release of the installed headers.
+  expect(std::string(korrin::version()) == KORRIN_VERSION_STRING,
+         std::string("korrin::version() is ") + korrin::version() + ", the headers " +
+             KORRIN_VERSION_STRING);
+
   if (failures != 0) {
     return 1;
   }
-  std::printf("korrin-consumer: OK (headers %d.%d.%d)\n", KORRIN_VERSION_MAJOR,
-              KORRIN_VERSION_MINOR, KORRIN_VERSION_PATCH);
+  std::printf("korrin-consumer: OK (library %s, headers %d.%d.%d)\n", korrin::version(),
+              KORRIN_VERSION_MAJOR, KORRIN_VERSION_MINOR, KORRIN_VERSION_PATCH);
   return 0;
 }
