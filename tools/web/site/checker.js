@@ -241,10 +241,18 @@ function renderFindings(findings, total) {
     if (finding.line > 0) {
       item.classList.add("has-line");
       item.dataset.line = String(finding.line);
-      item.addEventListener("click", () => {
+      item.tabIndex = 0;
+      const select = () => {
         for (const other of list.querySelectorAll(".selected")) other.classList.remove("selected");
         item.classList.add("selected");
         highlightLine(finding.line);
+      };
+      item.addEventListener("click", select);
+      item.addEventListener("keydown", (event) => {
+        if (event.key === "Enter" || event.key === " ") {
+          event.preventDefault();
+          select();
+        }
       });
     }
     list.appendChild(item);

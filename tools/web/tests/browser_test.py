@@ -24,6 +24,7 @@ import time
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import WebDriverWait
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
@@ -209,6 +210,15 @@ def check_example(driver, base, korrin_host, downloads, document_name):
               and highlighted[0].find_element(By.CSS_SELECTOR, ".content").text.strip()
               == document.split("\n")[line - 1].strip(),
               f"{document_name}: clicking the finding at line {line} highlights that line")
+        # The first such finding, chosen from the keyboard.
+        first = at_lines[0]
+        first_line = int(first.get_attribute("data-line"))
+        driver.execute_script("arguments[0].focus();", first)
+        first.send_keys(Keys.ENTER)
+        highlighted = driver.find_elements(By.CSS_SELECTOR, "#document-lines .doc-line.highlight")
+        check(len(highlighted) == 1 and highlighted[0].get_attribute("data-line") == str(first_line)
+              and "selected" in first.get_attribute("class"),
+              f"{document_name}: Enter on the finding at line {first_line} highlights that line")
 
     # The download.
     for old in downloads.iterdir():
