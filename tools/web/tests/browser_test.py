@@ -396,8 +396,15 @@ def check_large_document(driver, base, korrin_host, work):
     settings = ",\n".join(
         f'      {{"name": "setting{i}", "usageId": {i + 100}, "value": "v{i}", "access": "Admin"}}'
         for i in range(100000))
+    # One model group with one setting for both accessories (a "Zelor H-5"
+    # and a "Zelor H-5 Pro"), so that they take the document and are sent
+    # every setting.
+    group = ('    "modelSpecificSettings": [\n      {"models": ["Zelor H-5"], "modelFirmware": '
+             '[{"firmwareName": "h5.bin", "firmwareVersion": "Current", "firmwareParams": '
+             '[{"name": "modelSetting", "usageId": 99, "value": "1", "access": "Admin"}]}]}\n'
+             '    ]\n')
     document = ('{\n  "templateConfiguration": {\n    "updatedTime": 1730000000,\n'
-                f'    "commonSettings": [\n{settings}\n    ]\n  }}\n}}\n')
+                f'    "commonSettings": [\n{settings}\n    ],\n{group}  }}\n}}\n')
     presets = json.loads((EXAMPLES / "accessories.json").read_text(encoding="utf-8"))
     accessories_file = work / "two.json"
     accessories_file.write_text(json.dumps(presets[:2]), encoding="utf-8")
@@ -441,6 +448,9 @@ def check_large_document(driver, base, korrin_host, work):
           f"(slowest {slowest * 1000:.0f} ms)")
     sections = driver.find_elements(By.CSS_SELECTOR, "#plans section.plan")
     check(len(sections) == 2, "large document: two plans shown")
+    check([plan["outcome"] for plan in expected["accessories"]] == ["taken", "taken"]
+          and all(len(plan["settings"]) == 100001 for plan in expected["accessories"]),
+          "large document: korrin-host sends both accessories 100,001 settings")
     for section, plan in zip(sections, expected["accessories"]):
         rows = section.find_elements(By.CSS_SELECTOR, "table.settings tr")
         shown = min(len(plan["settings"]), ROW_LIMIT)
