@@ -4,7 +4,7 @@
 .PHONY: all example demo test asan tsan lint layering warnings-clang format clean aarch64 armhf package consumer symbols docs
 .PHONY: lib lib-check
 .PHONY: bench bench-smoke bench-callgrind bench-aarch64
-.PHONY: fuzz-smoke memcheck soak plan-scale
+.PHONY: fuzz-smoke memcheck soak plan-scale web web-serve web-test
 
 all: test
 
@@ -140,6 +140,33 @@ bench-callgrind:
 plan-scale:
 	scripts/install-deps build host scale
 	scripts/plan-scale
+
+# The document checker for the browser: libkorrin, cJSON (compiled from
+# Debian's cjson source package) and the planning library in WebAssembly,
+# and the static site around them in build/web.
+web:
+	scripts/install-deps build web
+	scripts/fetch-cjson-source build/web-deps/cjson
+	cmake --preset wasm
+	cmake --build --preset wasm
+	ctest --preset wasm -LE web-native
+	scripts/web-assemble build/wasm build/web
+
+# Serves build/web on 127.0.0.1 (WEB_PORT, default 8018) until interrupted.
+WEB_PORT ?= 8018
+web-serve:
+	@test -f build/web/index.html || { echo "build/web is not built: run make web first" >&2; exit 1; }
+	@echo "The document checker: http://127.0.0.1:$(WEB_PORT)/"
+	python3 -m http.server --bind 127.0.0.1 --directory build/web $(WEB_PORT)
+
+# The checker's plans against korrin-host's (native dev build) for every
+# example and golden document, then the page in headless Chromium.
+web-test: web
+	scripts/install-deps build host
+	cmake --preset dev
+	cmake --build --preset dev --target korrin-host
+	ctest --preset wasm
+	/usr/bin/python3 tools/web/tests/browser_test.py build/web build/dev/tools/korrin-host/korrin-host
 
 lint: layering
 	scripts/install-deps build host lint

@@ -74,7 +74,6 @@ class Paint {
 constexpr const char* kRed = "31";
 constexpr const char* kGreen = "32";
 constexpr const char* kYellow = "33";
-constexpr const char* kCyan = "36";
 constexpr const char* kBold = "1";
 
 const char* outcome_colour(DocumentOutcome outcome) {

@@ -1,0 +1,441 @@
+// The checker page: gathers the document and the accessories, hands them to
+// the worker, and shows the findings, the document with the finding lines,
+// the per-accessory plans and the summary.
+"use strict";
+
+const $ = (id) => document.getElementById(id);
+const presets = Array.isArray(self.KORRIN_PRESETS) ? self.KORRIN_PRESETS : [];
+const examples = self.KORRIN_EXAMPLES || {};
+
+const ACCESSORY_DEFAULTS = {
+  id: "", type: 1, vendor: "Zelor", model: "", serial: "", firmware: "",
+  dockSerial: "", dockModel: "", dongleModel: "", dongleFirmware: "",
+  connectionType: "USB", connectionStatus: "connected",
+  inventoryReady: true, configReady: true, vendorHeadset: true,
+};
+// The columns of the accessory form: member of the accessory description.
+const FORM_FIELDS = ["id", "type", "model", "serial", "firmware", "dongleModel",
+  "dongleFirmware", "dockModel"];
+
+let accessories = [];
+// The bytes of a document read from a file, as long as its text area is not
+// edited: they reach the checker unchanged (invalid UTF-8 included), as the
+// file reaches korrin-host. Typed or pasted text is sent as UTF-8.
+const fileBytes = new Map();
+let lastPlanJson = null;
+let lastDocumentName = "document.json";
+let documentLines = [];
+let flaggedLines = new Set();
+let highlightedLine = 0;
+let requestId = 0;
+let progressTimer = null;
+
+const worker = new Worker("worker.js");
+
+// ---- inputs ---------------------------------------------------------------
+
+function text(tag, content, className) {
+  const element = document.createElement(tag);
+  if (content !== undefined && content !== null) element.textContent = String(content);
+  if (className) element.className = className;
+  return element;
+}
+
+function fillPresets() {
+  const select = $("preset-select");
+  presets.forEach((preset, index) => {
+    const option = text("option", `${preset.id} (${preset.model})`);
+    option.value = String(index);
+    select.appendChild(option);
+  });
+  const exampleSelect = $("example-select");
+  Object.keys(examples).sort().forEach((name) => {
+    const option = text("option", name);
+    option.value = name;
+    exampleSelect.appendChild(option);
+  });
+}
+
+function renderAccessories() {
+  const body = $("accessory-table").querySelector("tbody");
+  body.replaceChildren();
+  accessories.forEach((accessory, index) => {
+    const row = document.createElement("tr");
+    for (const field of FORM_FIELDS) {
+      const cell = document.createElement("td");
+      let input;
+      if (field === "type") {
+        input = document.createElement("select");
+        for (const [value, label] of [[1, "headset"], [2, "camera"]]) {
+          const option = text("option", label);
+          option.value = String(value);
+          input.appendChild(option);
+        }
+        input.value = String(accessory.type);
+        input.addEventListener("change", () => { accessory.type = Number(input.value); });
+      } else {
+        input = document.createElement("input");
+        input.type = "text";
+        input.value = accessory[field] || "";
+        input.addEventListener("input", () => { accessory[field] = input.value; });
+      }
+      input.dataset.field = field;
+      input.setAttribute("aria-label", `${field} of accessory ${index + 1}`);
+      cell.appendChild(input);
+      row.appendChild(cell);
+    }
+    const remove = text("button", "Remove");
+    remove.type = "button";
+    remove.addEventListener("click", () => { accessories.splice(index, 1); renderAccessories(); });
+    const cell = document.createElement("td");
+    cell.appendChild(remove);
+    row.appendChild(cell);
+    body.appendChild(row);
+  });
+  $("check-button").disabled = accessories.length === 0;
+}
+
+function addAccessory(description) {
+  accessories.push(Object.assign({}, ACCESSORY_DEFAULTS, description));
+  renderAccessories();
+}
+
+function readFileInto(file, textarea, nameInput) {
+  const reader = new FileReader();
+  reader.onload = () => {
+    const bytes = new Uint8Array(reader.result);
+    textarea.value = new TextDecoder("utf-8").decode(bytes);
+    fileBytes.set(textarea.id, bytes);
+    if (nameInput) nameInput.value = file.name;
+  };
+  reader.readAsArrayBuffer(file);
+}
+
+function bytesOf(textarea) {
+  return fileBytes.get(textarea.id) || new TextEncoder().encode(textarea.value);
+}
+
+function acceptDrops(textarea, nameInput) {
+  textarea.addEventListener("input", () => fileBytes.delete(textarea.id));
+  textarea.addEventListener("dragover", (event) => {
+    event.preventDefault();
+    textarea.classList.add("dragover");
+  });
+  textarea.addEventListener("dragleave", () => textarea.classList.remove("dragover"));
+  textarea.addEventListener("drop", (event) => {
+    event.preventDefault();
+    textarea.classList.remove("dragover");
+    const file = event.dataTransfer.files[0];
+    if (file) readFileInto(file, textarea, nameInput);
+  });
+}
+
+// ---- running a check ------------------------------------------------------
+
+function setStatus(message, isError) {
+  $("status").textContent = message;
+  $("status").classList.toggle("error", Boolean(isError));
+}
+
+function check() {
+  const documentText = $("document-input").value;
+  const previousText = $("previous-input").value;
+  lastDocumentName = $("document-name").value.trim() || "document.json";
+  requestId += 1;
+  const started = performance.now();
+  let stage = "Starting";
+  clearInterval(progressTimer);
+  progressTimer = setInterval(() => {
+    setStatus(`${stage}… ${((performance.now() - started) / 1000).toFixed(1)} s`);
+  }, 100);
+  $("check-button").disabled = true;
+  worker.onmessage = (event) => {
+    const message = event.data;
+    if (message.id !== requestId) return;
+    if (message.type === "progress") {
+      stage = `${message.text} (step ${message.step} of ${message.steps})`;
+      setStatus(`${stage}…`);
+    } else if (message.type === "result") {
+      clearInterval(progressTimer);
+      $("check-button").disabled = false;
+      showResult(message.planBytes, message.view, documentText, message.milliseconds);
+    } else if (message.type === "error") {
+      clearInterval(progressTimer);
+      $("check-button").disabled = false;
+      setStatus(`The checker failed: ${message.message}`, true);
+    }
+  };
+  worker.postMessage({
+    type: "plan",
+    id: requestId,
+    documentName: lastDocumentName,
+    document: bytesOf($("document-input")),
+    accessoriesName: "accessories.json",
+    accessoriesJson: JSON.stringify(accessories, null, 2),
+    previousName: previousText.length > 0 ? ($("previous-name").value.trim() || "previous.json") : "",
+    previous: bytesOf($("previous-input")),
+    previousTimeGiven: $("previous-time-given").checked,
+    previousTime: $("previous-time").value,
+  });
+}
+
+// ---- results --------------------------------------------------------------
+
+// `view` is the plan as the worker prepared it for showing (lists cut to
+// their first rows, with their lengths); `planBytes` is the whole plan, for
+// the download.
+function showResult(planBytes, view, documentText, milliseconds) {
+  if (view.error) {
+    setStatus(view.error, true);
+    $("results").hidden = true;
+    return;
+  }
+  lastPlanJson = planBytes;
+  flaggedLines = new Set(view.flaggedLines);
+  setDocument(documentText);
+  renderSummary(view);
+  renderFindings(view.findings, view.findingsCount);
+  renderPlans(view);
+  $("results").hidden = false;
+  setStatus(`Checked in ${(milliseconds / 1000).toFixed(2)} s`);
+}
+
+function renderSummary(report) {
+  const summary = report.summary || {};
+  const box = $("summary");
+  box.replaceChildren();
+  const parts = [
+    `${summary.accessories} accessories`,
+    `${summary.configured} configured`,
+    `${summary.rejected} rejected`,
+    `${summary.notConfigured} not configured`,
+    `${summary.upgradesRequested} upgrades requested`,
+    `${summary.delegated} delegated`,
+    `${summary.findings === undefined ? report.findingsCount : summary.findings} findings`,
+    `${summary.warnings} library warnings`,
+  ];
+  box.appendChild(text("strong", report.document));
+  box.appendChild(text("span", `: ${parts.join(", ")}; exit status ${report.exitStatus}`));
+  box.dataset.exitStatus = String(report.exitStatus);
+}
+
+function renderFindings(findings, total) {
+  const list = $("findings");
+  list.replaceChildren();
+  if (findings.length === 0) {
+    list.appendChild(text("li", "No findings."));
+    return;
+  }
+  for (const finding of findings) {
+    const item = document.createElement("li");
+    const where = finding.line > 0
+      ? `${lastDocumentName}:${finding.line}:${finding.column || 1}` : lastDocumentName;
+    item.appendChild(text("span", where, "where"));
+    item.appendChild(text("span", " "));
+    item.appendChild(text("span", finding.severity || "note",
+      `severity severity-${finding.severity || "note"}`));
+    if (finding.code) item.appendChild(text("span", ` [${finding.code}]`, "mono"));
+    if (finding.accessory) item.appendChild(text("span", ` ${finding.accessory}:`));
+    item.appendChild(text("span", ` ${finding.message}`));
+    if (finding.effect) item.appendChild(text("span", ` (${finding.effect})`, "effect"));
+    if (finding.line > 0) {
+      item.classList.add("has-line");
+      item.dataset.line = String(finding.line);
+      item.tabIndex = 0;
+      const select = () => {
+        for (const other of list.querySelectorAll(".selected")) other.classList.remove("selected");
+        item.classList.add("selected");
+        highlightLine(finding.line);
+      };
+      item.addEventListener("click", select);
+      item.addEventListener("keydown", (event) => {
+        if (event.key === "Enter" || event.key === " ") {
+          event.preventDefault();
+          select();
+        }
+      });
+    }
+    list.appendChild(item);
+  }
+  if (total > findings.length) {
+    list.appendChild(text("li", `… and ${total - findings.length} more in the plan JSON`, "more"));
+  }
+}
+
+function limitNote(table, shown, total, columns) {
+  if (total <= shown) return;
+  const row = document.createElement("tr");
+  const cell = text("td", `… and ${total - shown} more in the plan JSON`, "more");
+  cell.colSpan = columns;
+  row.appendChild(cell);
+  table.appendChild(row);
+}
+
+function cellRow(table, cells, header) {
+  const row = document.createElement("tr");
+  for (const cell of cells) row.appendChild(text(header ? "th" : "td", cell));
+  table.appendChild(row);
+}
+
+function firmwareText(firmware) {
+  switch (firmware.action) {
+    case "upgrade": return `upgrade to ${firmware.version} (${firmware.name})`;
+    case "delegate": return "delegated to the host's own driver";
+    case "stay": return "stays on the running firmware";
+    case "nothing": return firmware.version ? `nothing to do (decided on ${firmware.version})` : "nothing to do";
+    case "failure": return "no decision: the document was rejected";
+    default: return firmware.action;
+  }
+}
+
+function renderPlans(report) {
+  const box = $("plans");
+  box.replaceChildren();
+  for (const plan of report.accessories || []) {
+    const section = text("section", null, "plan");
+    section.dataset.accessory = plan.id;
+    const title = text("h3", `${plan.id}: ${plan.model}`);
+    section.appendChild(title);
+    const facts = text("p");
+    facts.appendChild(text("span", "outcome ", "label"));
+    facts.appendChild(text("strong", plan.outcome, `outcome outcome-${plan.outcome}`));
+    if (plan.outcomeDetail) facts.appendChild(text("span", ` (${plan.outcomeDetail})`));
+    facts.appendChild(text("br"));
+    facts.appendChild(text("span", "resolved model ", "label"));
+    facts.appendChild(text("span", plan.resolvedModel));
+    facts.appendChild(text("span", "  template time ", "label"));
+    facts.appendChild(text("span", plan.templateTime));
+    facts.appendChild(text("br"));
+    facts.appendChild(text("span", "firmware ", "label"));
+    facts.appendChild(text("span", firmwareText(plan.firmware), "firmware"));
+    section.appendChild(facts);
+
+    section.appendChild(text("div", `Settings sent (${plan.settingsCount})`, "label"));
+    const sent = text("table", null, "settings");
+    cellRow(sent, ["usage id", "key", "value", "access", "follows user"], true);
+    for (const setting of plan.settings) {
+      cellRow(sent, [setting.usageId, setting.key, setting.sent ? setting.value : "(not sent)",
+        setting.access, setting.followUser === null ? "" : String(setting.followUser)]);
+    }
+    limitNote(sent, plan.settings.length, plan.settingsCount, 5);
+    section.appendChild(sent);
+
+    section.appendChild(text("div", `Stored, not sent (${plan.storedNotSentCount})`, "label"));
+    const stored = text("table", null, "stored");
+    cellRow(stored, ["usage id", "key", "value", "access"], true);
+    for (const setting of plan.storedNotSent) {
+      cellRow(stored, [setting.usageId, setting.key, setting.value, setting.access]);
+    }
+    limitNote(stored, plan.storedNotSent.length, plan.storedNotSentCount, 4);
+    section.appendChild(stored);
+    if (plan.changes) renderChanges(section, plan.changes);
+    box.appendChild(section);
+  }
+}
+
+// What changes for the accessory from the previous document to this one.
+function renderChanges(section, changes) {
+  const valueText = (value, followsUser) =>
+    followsUser === null ? "" : followsUser ? "(follows the user)" : value;
+  section.appendChild(text("div", `Changes from the previous document (${changes.settingsCount})`,
+    "label"));
+  const table = text("table", null, "changes");
+  cellRow(table, ["change", "usage id", "key", "before", "now"], true);
+  for (const change of changes.settings) {
+    cellRow(table, [change.change, change.usageId, change.key,
+      valueText(change.previousValue, change.previousFollowsUser),
+      valueText(change.value, change.followsUser)]);
+  }
+  limitNote(table, changes.settings.length, changes.settingsCount, 5);
+  section.appendChild(table);
+  if (changes.firmware) {
+    section.appendChild(text("p", `firmware: ${firmwareText(changes.firmware.previous)} → ` +
+      `${firmwareText(changes.firmware.current)}`, "firmware-change"));
+  }
+}
+
+// ---- the document view: only the visible lines are in the page -----------
+
+const LINE_HEIGHT = 18;
+
+function setDocument(documentText) {
+  documentLines = documentText.split("\n");
+  highlightedLine = 0;
+  $("document-lines").style.height = `${documentLines.length * LINE_HEIGHT}px`;
+  $("document-view").scrollTop = 0;
+  renderVisibleLines();
+}
+
+function renderVisibleLines() {
+  const view = $("document-view");
+  const first = Math.max(0, Math.floor(view.scrollTop / LINE_HEIGHT) - 20);
+  const last = Math.min(documentLines.length, first + Math.ceil(view.clientHeight / LINE_HEIGHT) + 40);
+  const container = $("document-lines");
+  container.replaceChildren();
+  for (let index = first; index < last; index += 1) {
+    const number = index + 1;
+    const line = text("div", null, "doc-line");
+    line.style.top = `${index * LINE_HEIGHT}px`;
+    line.dataset.line = String(number);
+    if (number === highlightedLine) line.classList.add("highlight");
+    if (flaggedLines.has(number)) line.classList.add("flagged");
+    line.appendChild(text("span", number, "number"));
+    line.appendChild(text("span", documentLines[index], "content"));
+    container.appendChild(line);
+  }
+}
+
+function highlightLine(number) {
+  highlightedLine = number;
+  const view = $("document-view");
+  view.scrollTop = Math.max(0, (number - 1) * LINE_HEIGHT - view.clientHeight / 2);
+  renderVisibleLines();
+}
+
+function download() {
+  if (lastPlanJson === null) return;
+  const base = lastDocumentName.replace(/\.json$/i, "") || "document";
+  const link = document.createElement("a");
+  link.href = URL.createObjectURL(new Blob([lastPlanJson], { type: "application/json" }));
+  link.download = `${base}.plan.json`;
+  document.body.appendChild(link);
+  link.click();
+  link.remove();
+  setTimeout(() => URL.revokeObjectURL(link.href), 10000);
+}
+
+// ---- wiring ---------------------------------------------------------------
+
+fillPresets();
+$("preset-add").addEventListener("click", () => {
+  const preset = presets[Number($("preset-select").value)];
+  if (preset) addAccessory(preset);
+});
+$("preset-all").addEventListener("click", () => {
+  accessories = [];
+  presets.forEach((preset) => addAccessory(preset));
+});
+$("accessory-new").addEventListener("click", () => {
+  addAccessory({ id: `accessory-${accessories.length + 1}` });
+});
+$("example-select").addEventListener("change", () => {
+  const name = $("example-select").value;
+  if (name && examples[name] !== undefined) {
+    $("document-input").value = examples[name];
+    fileBytes.delete("document-input");
+    $("document-name").value = name;
+  }
+});
+$("document-file").addEventListener("change", (event) => {
+  if (event.target.files[0]) readFileInto(event.target.files[0], $("document-input"), $("document-name"));
+});
+$("previous-file").addEventListener("change", (event) => {
+  if (event.target.files[0]) readFileInto(event.target.files[0], $("previous-input"), $("previous-name"));
+});
+acceptDrops($("document-input"), $("document-name"));
+acceptDrops($("previous-input"), $("previous-name"));
+$("check-button").addEventListener("click", check);
+$("download-button").addEventListener("click", download);
+$("document-view").addEventListener("scroll", renderVisibleLines);
+presets.forEach((preset) => addAccessory(preset));
+renderAccessories();
