@@ -140,7 +140,7 @@ package:
 	cmake --preset package
 	cmake --build --preset package
 	cmake --preset aarch64
-	cmake --build --preset aarch64 --target korrin korrin_host_kit
+	cmake --build --preset aarch64 --target korrin korrin_host_kit korrin_testing_kit
 	scripts/package
 
 # A host program built against the install tree (find_package and pkg-config).

@@ -4,6 +4,8 @@
 #   libkorrin-host-dev  the host kit korrin::host (static library, headers,
 #                  CMake component "host", korrin-host.pc); depends on libcurl,
 #                  which the library's own packages do not
+#   libkorrin-testing-dev  the test doubles korrin::testing (static library,
+#                  headers, CMake component "testing", korrin-testing.pc)
 # Configure with CMAKE_INSTALL_PREFIX=/usr (presets "package", "aarch64",
 # "armhf"), build, then run `cpack -G DEB` in the build directory.
 
@@ -16,6 +18,7 @@ set(KORRIN_DEB_MAINTAINER "korrin developers <korrin-dev@example.com>"
 set(KORRIN_DEB_RUNTIME_PACKAGE "libkorrin${PROJECT_VERSION_MAJOR}")
 set(KORRIN_DEB_DEV_PACKAGE "libkorrin-dev")
 set(KORRIN_DEB_HOST_PACKAGE "libkorrin-host-dev")
+set(KORRIN_DEB_TESTING_PACKAGE "libkorrin-testing-dev")
 set(KORRIN_DEB_VERSION "${PROJECT_VERSION}-${KORRIN_DEB_RELEASE}")
 
 # The Debian architecture of the target, which is not the build machine's
@@ -48,6 +51,9 @@ if(KORRIN_INSTALL_DEBIAN_DOCS)
   if(TARGET korrin_host_kit)
     list(APPEND korrin_doc_pairs "host:${KORRIN_DEB_HOST_PACKAGE}")
   endif()
+  if(TARGET korrin_testing_kit AND KORRIN_BUILD_TESTING_KIT)
+    list(APPEND korrin_doc_pairs "testing:${KORRIN_DEB_TESTING_PACKAGE}")
+  endif()
   foreach(pair IN LISTS korrin_doc_pairs)
     string(REPLACE ":" ";" pair "${pair}")
     list(GET pair 0 component)
@@ -78,6 +84,9 @@ set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
 set(CPACK_COMPONENTS_ALL runtime development)
 if(TARGET korrin_host_kit)
   list(APPEND CPACK_COMPONENTS_ALL host)
+endif()
+if(TARGET korrin_testing_kit AND KORRIN_BUILD_TESTING_KIT)
+  list(APPEND CPACK_COMPONENTS_ALL testing)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -147,5 +156,23 @@ dispatcher thread that follows the task contract, a lock factory on the
 standard library, a network on libcurl (http, https, tftp, file) and log
 sinks for standard error and syslog. Static library, headers, the CMake
 package component \"host\" and the pkg-config file (korrin-host).")
+
+set(CPACK_DEBIAN_TESTING_PACKAGE_NAME "${KORRIN_DEB_TESTING_PACKAGE}")
+set(CPACK_DEBIAN_TESTING_PACKAGE_SECTION "libdevel")
+set(CPACK_DEBIAN_TESTING_PACKAGE_DEPENDS "${KORRIN_DEB_DEV_PACKAGE} (= ${KORRIN_DEB_VERSION})")
+set(CPACK_COMPONENT_TESTING_DESCRIPTION
+"accessory configuration and inventory library - test doubles
+libkorrin is loaded by a host application on a Linux device with headsets
+and cameras attached. Through six interfaces the host implements, it fetches
+the accessory configuration document, decides settings and firmware per
+accessory, hands those decisions back to the host and posts an inventory
+document.
+.
+This package contains korrin::testing, recording fakes of every host
+interface and a fake accessory for the unit tests of host code: one ordered
+call log, scripted answers, a dispatcher the test drives by hand, lock
+misuse detection, fault arming and live-object counters. It works with any
+test framework. Static library, headers, the CMake package component
+\"testing\" and the pkg-config file (korrin-testing).")
 
 include(CPack)
