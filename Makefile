@@ -7,7 +7,8 @@
 
 all: test
 
-# The smallest host: installs a table and prints the records it receives.
+# The minimal host on the host kit: configures one headset from the example
+# office document and prints what the library asks the device to do.
 example:
 	scripts/install-deps build host
 	cmake --preset dev
