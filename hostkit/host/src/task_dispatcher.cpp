@@ -97,7 +97,7 @@ void TaskDispatcher::add_task(TaskFunction task, void* context,
     TaskEvent event;
     event.type = type;
     event.outcome = TaskOutcome::discarded;
-    event.started = event.finished = Clock::now();
+    event.started = event.finished = event.run_started = event.run_finished = Clock::now();
     notify(event);
     return;
   }
@@ -140,7 +140,7 @@ StopReport TaskDispatcher::stop(StopPolicy policy) {
     } else {
       event.type = entry.params->get_type();
       event.outcome = TaskOutcome::discarded;
-      event.started = event.finished = Clock::now();
+      event.started = event.finished = event.run_started = event.run_finished = Clock::now();
     }
     entry.params.reset();
     {
@@ -256,6 +256,7 @@ bool TaskDispatcher::check_and_run(Entry& entry, bool stopping, TaskEvent& event
     return false;
   }
   event.finished = Clock::now();
+  event.run_started = event.run_finished = event.finished;
   if (status == korrin::TASK_DEFER && !stopping) {
     event.outcome = TaskOutcome::deferred;
     std::lock_guard<std::mutex> guard(mutex_);
@@ -308,6 +309,8 @@ void TaskDispatcher::execute(Entry& entry, TaskEvent& event) {
                        << " s real time)";
   }
   event.outcome = failed ? TaskOutcome::failed : TaskOutcome::ran;
+  event.run_started = started;
+  event.run_finished = finished;
   std::lock_guard<std::mutex> guard(mutex_);
   ++stats_.ran;
   if (failed) {

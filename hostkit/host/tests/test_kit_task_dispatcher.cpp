@@ -145,6 +145,9 @@ TEST(KitTaskDispatcher, WaitsTheDeferTimeBeforeTheFirstCheck) {
   EXPECT_EQ(events[0].type, 1);
   EXPECT_EQ(events[0].status, 1);
   EXPECT_EQ(events[0].outcome, TaskOutcome::ran);
+  EXPECT_LE(events[0].started, events[0].run_started);
+  EXPECT_LE(events[0].run_started, events[0].run_finished);
+  EXPECT_LE(events[0].run_finished, events[0].finished);
 }
 
 TEST(KitTaskDispatcher, AnswerTwoIsAskedAgainAfterTheNewDeferTime) {

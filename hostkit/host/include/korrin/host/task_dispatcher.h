@@ -52,6 +52,10 @@ struct TaskEvent {
   TaskOutcome outcome = TaskOutcome::discarded;
   std::chrono::steady_clock::time_point started;   ///< when the check began
   std::chrono::steady_clock::time_point finished;  ///< when the check or run ended
+  /// When the task function was called and when it returned (ran or failed
+  /// only; otherwise equal to `finished`).
+  std::chrono::steady_clock::time_point run_started;
+  std::chrono::steady_clock::time_point run_finished;
 };
 
 /// What stop() did with the tasks that were still queued.
