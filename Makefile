@@ -8,7 +8,8 @@
 
 all: test
 
-# The smallest host: installs a table and prints the records it receives.
+# The minimal host on the host kit: configures one headset from the example
+# office document and prints what the library asks the device to do.
 example:
 	scripts/install-deps build host
 	cmake --preset dev
@@ -207,7 +208,7 @@ package:
 	cmake --preset package
 	cmake --build --preset package
 	cmake --preset aarch64
-	cmake --build --preset aarch64 --target korrin
+	cmake --build --preset aarch64 --target korrin korrin_host_kit korrin_testing_kit
 	scripts/package
 
 # A host program built against the install tree (find_package and pkg-config).

@@ -79,3 +79,19 @@ install(CODE "
 install(FILES "${PROJECT_BINARY_DIR}/pkgconfig/korrin.pc"
   DESTINATION "${KORRIN_INSTALL_PKGCONFIGDIR}"
   COMPONENT development)
+
+# korrin_install_pkgconfig(NAME COMPONENT): writes cmake/NAME.pc.in at install
+# time, like korrin.pc above, and installs it with COMPONENT.
+function(korrin_install_pkgconfig name component)
+  install(CODE "
+    set(KORRIN_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+    set(KORRIN_PC_LIBDIR \"${KORRIN_PC_LIBDIR}\")
+    set(KORRIN_PC_INCLUDEDIR \"${KORRIN_PC_INCLUDEDIR}\")
+    set(KORRIN_PC_VERSION \"${PROJECT_VERSION}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in\"
+                   \"${PROJECT_BINARY_DIR}/pkgconfig/${name}.pc\" @ONLY)
+  " COMPONENT ${component})
+  install(FILES "${PROJECT_BINARY_DIR}/pkgconfig/${name}.pc"
+    DESTINATION "${KORRIN_INSTALL_PKGCONFIGDIR}"
+    COMPONENT ${component})
+endfunction()

@@ -2,6 +2,11 @@
 #   libkorrin1     runtime: libkorrin.so.1 and libkorrin.so.1.<minor>.<patch>
 #   libkorrin-dev  headers, the libkorrin.so link, CMake and pkg-config files,
 #                  the changelog and the integration guide
+#   libkorrin-host-dev  the host kit korrin::host (static library, headers,
+#                  CMake component "host", korrin-host.pc); depends on libcurl,
+#                  which the library's own packages do not
+#   libkorrin-testing-dev  the test doubles korrin::testing (static library,
+#                  headers, CMake component "testing", korrin-testing.pc)
 # Configure with CMAKE_INSTALL_PREFIX=/usr (presets "package", "aarch64",
 # "armhf"), build, then run `cpack -G DEB` in the build directory.
 
@@ -13,6 +18,8 @@ set(KORRIN_DEB_MAINTAINER "korrin developers <korrin-dev@example.com>"
 
 set(KORRIN_DEB_RUNTIME_PACKAGE "libkorrin${PROJECT_VERSION_MAJOR}")
 set(KORRIN_DEB_DEV_PACKAGE "libkorrin-dev")
+set(KORRIN_DEB_HOST_PACKAGE "libkorrin-host-dev")
+set(KORRIN_DEB_TESTING_PACKAGE "libkorrin-testing-dev")
 set(KORRIN_DEB_VERSION "${PROJECT_VERSION}-${KORRIN_DEB_RELEASE}")
 
 # The Debian architecture of the target, which is not the build machine's
@@ -40,8 +47,16 @@ if(KORRIN_INSTALL_DEBIAN_DOCS)
   if(NOT gzip_result EQUAL 0)
     message(FATAL_ERROR "gzip failed on the Debian changelog")
   endif()
-  foreach(pair IN ITEMS "runtime:${KORRIN_DEB_RUNTIME_PACKAGE}"
-                        "development:${KORRIN_DEB_DEV_PACKAGE}")
+  set(korrin_doc_pairs "runtime:${KORRIN_DEB_RUNTIME_PACKAGE}"
+                       "development:${KORRIN_DEB_DEV_PACKAGE}")
+  get_property(korrin_host_kit_complete GLOBAL PROPERTY KORRIN_HOST_KIT_COMPLETE)
+  if(korrin_host_kit_complete)
+    list(APPEND korrin_doc_pairs "host:${KORRIN_DEB_HOST_PACKAGE}")
+  endif()
+  if(TARGET korrin_testing_kit AND KORRIN_BUILD_TESTING_KIT)
+    list(APPEND korrin_doc_pairs "testing:${KORRIN_DEB_TESTING_PACKAGE}")
+  endif()
+  foreach(pair IN LISTS korrin_doc_pairs)
     string(REPLACE ":" ";" pair "${pair}")
     list(GET pair 0 component)
     list(GET pair 1 package)
@@ -97,6 +112,13 @@ set(CPACK_SET_DESTDIR ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
 set(CPACK_COMPONENTS_ALL runtime development)
+get_property(korrin_host_kit_complete GLOBAL PROPERTY KORRIN_HOST_KIT_COMPLETE)
+if(korrin_host_kit_complete)
+  list(APPEND CPACK_COMPONENTS_ALL host)
+endif()
+if(TARGET korrin_testing_kit AND KORRIN_BUILD_TESTING_KIT)
+  list(APPEND CPACK_COMPONENTS_ALL testing)
+endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -145,5 +167,43 @@ document.
 .
 This package contains the headers, the CMake package (korrin::korrin) and
 the pkg-config file (korrin).")
+
+set(CPACK_DEBIAN_HOST_PACKAGE_NAME "${KORRIN_DEB_HOST_PACKAGE}")
+set(CPACK_DEBIAN_HOST_PACKAGE_SECTION "libdevel")
+# A static library: what it links (libcurl, the library itself) must be there
+# when the host program is linked.
+set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS
+    "${KORRIN_DEB_DEV_PACKAGE} (= ${KORRIN_DEB_VERSION}), libcurl4-openssl-dev | libcurl-dev")
+set(CPACK_COMPONENT_HOST_DESCRIPTION
+"accessory configuration and inventory library - host kit
+libkorrin is loaded by a host application on a Linux device with headsets
+and cameras attached. Through six interfaces the host implements, it fetches
+the accessory configuration document, decides settings and firmware per
+accessory, hands those decisions back to the host and posts an inventory
+document.
+.
+This package contains korrin::host, ready-made host components: a task
+dispatcher thread that follows the task contract, a lock factory on the
+standard library, a network on libcurl (http, https, tftp, file) and log
+sinks for standard error and syslog. Static library, headers, the CMake
+package component \"host\" and the pkg-config file (korrin-host).")
+
+set(CPACK_DEBIAN_TESTING_PACKAGE_NAME "${KORRIN_DEB_TESTING_PACKAGE}")
+set(CPACK_DEBIAN_TESTING_PACKAGE_SECTION "libdevel")
+set(CPACK_DEBIAN_TESTING_PACKAGE_DEPENDS "${KORRIN_DEB_DEV_PACKAGE} (= ${KORRIN_DEB_VERSION})")
+set(CPACK_COMPONENT_TESTING_DESCRIPTION
+"accessory configuration and inventory library - test doubles
+libkorrin is loaded by a host application on a Linux device with headsets
+and cameras attached. Through six interfaces the host implements, it fetches
+the accessory configuration document, decides settings and firmware per
+accessory, hands those decisions back to the host and posts an inventory
+document.
+.
+This package contains korrin::testing, recording fakes of every host
+interface and a fake accessory for the unit tests of host code: one ordered
+call log, scripted answers, a dispatcher the test drives by hand, lock
+misuse detection, fault arming and live-object counters. It works with any
+test framework. Static library, headers, the CMake package component
+\"testing\" and the pkg-config file (korrin-testing).")
 
 include(CPack)

@@ -1,38 +1,30 @@
-// The smallest host of libkorrin: it implements the six host interfaces with
-// trivial bodies, installs them with korrin::init and prints every log record
-// the library hands to its sink.
+// A small but complete host of libkorrin on the host kit (korrin::host): a
+// log sink on standard error, a task dispatcher thread that follows the task
+// contract, standard-library locks and a libcurl network whose fetches
+// complete through the configuration manager. The host's own parts are the
+// device (here it prints what the library decides) and the system
+// information (here fixed answers).
+//
+//   korrin-minimal-host [DOCUMENT_URL]
+//
+// connects one headset, fetches the configuration document from
+// DOCUMENT_URL (http, https, tftp or file; the example office document by
+// default), prints the settings and firmware the library asks for, and shuts
+// down in the required order.
+#include <chrono>
 #include <cstdio>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "korrin/host/lock_factory.h"
+#include "korrin/host/log_sink.h"
+#include "korrin/host/network.h"
+#include "korrin/host/task_dispatcher.h"
 #include "korrin/korrin.h"
 
 namespace {
 
-const char* level_name(korrin::log::LogLevel level) {
-  static const char* const names[] = {"critical", "error", "warning", "notice", "info", "debug"};
-  const int index = static_cast<int>(level);
-  return index >= 0 && index < 6 ? names[index] : "level?";
-}
-
-class PrintingSink : public korrin::log::HostLogInterface {
- public:
-  void write_record(korrin::log::LogLevel level, const std::string& text) override {
-    std::printf("[%s] %s\n", level_name(level), text.c_str());
-  }
-};
-
-class OfflineNetwork : public korrin::dispatcher::NetworkInterface {
- public:
-  void post(const korrin::dispatcher::RequestContext& request) override {
-    std::printf("POST %s (%zu bytes)\n", request.url.c_str(), request.body.size());
-  }
-  int fetch(const korrin::dispatcher::RequestContext&, std::string&) override {
-    return korrin::dispatcher::FETCH_UNAVAILABLE;
-  }
-};
-
+// What the library decides for the accessories: printed on standard output.
 class PrintingDevice : public korrin::DeviceControlInterface {
  public:
   void apply_setting(const std::string& id, const std::string& key, int usage_id,
@@ -58,76 +50,110 @@ class PrintingDevice : public korrin::DeviceControlInterface {
   }
 };
 
+// The configuration URL template is the document URL itself (no tokens).
 class StaticSystemInfo : public korrin::SystemInfoInterface {
  public:
+  explicit StaticSystemInfo(std::string document_url) : document_url_(std::move(document_url)) {}
   std::string get_client() override { return "minimal-host"; }
   std::string get_device_name() override { return "desk-1"; }
   std::string get_serial_number() override { return "HOST-0001"; }
   std::string get_model() override { return "Example Host"; }
   std::string get_firmware_version() override { return "1-0-0"; }
   std::string get_user_id() override { return "user-1"; }
-  std::string get_config_url_template() override { return "http://{tftp}/{userid}.json"; }
+  std::string get_config_url_template() override { return document_url_; }
   std::string get_inventory_url() override { return "http://{qelm}/inventory"; }
   std::string get_config_server(int) override { return "127.0.0.1"; }
   std::vector<std::string> get_config_servers() override { return {"127.0.0.1"}; }
+
+ private:
+  std::string document_url_;
 };
 
-// Runs each task at once; enough for an example that has no event loop.
-class ImmediateDispatcher : public korrin::TaskDispatcherInterface {
+// One connected headset. The library keeps clones of it.
+class Headset : public korrin::AccessoryInfoInterface {
  public:
-  void add_task(TaskFunction task, void* context,
-                korrin::TaskParametersInterface* params) override {
-    korrin::TaskParametersInterface* own = params->clone();
-    if (own->check_status() == korrin::TASK_RUN) {
-      task(context, own);
-    }
-    delete own;
+  int get_accessory_type() const override { return 1; }
+  korrin::AccessoryInfoInterface* clone() const override { return new Headset(*this); }
+  std::string get_vendor(korrin::SystemInfoInterface*) const override { return "Zelor"; }
+  std::string get_model() const override { return "Zelor H-9"; }
+  std::string get_serial_number(korrin::SystemInfoInterface*) const override {
+    return "ZH9C0007A1";
   }
+  std::string get_firmware_version() const override { return "5-0-2"; }
+  std::string get_dock_serial_number() const override { return ""; }
+  std::string get_dock_model() const override { return ""; }
+  std::string get_dongle_model() const override { return ""; }
+  std::string get_dongle_firmware_version() const override { return ""; }
+  std::string get_connection_type() const override { return "USB"; }
+  std::string get_connection_status() const override { return "connected"; }
+  bool is_inventory_ready() const override { return true; }
+  bool is_config_ready() const override { return true; }
+  bool is_vendor_headset() const override { return true; }
 };
 
-class NoLock : public korrin::MutexInterface {
- public:
-  void lock() override {}
-  void unlock() override {}
-};
-
-class NoLockFactory : public korrin::MutexFactoryInterface {
- public:
-  korrin::MutexInterface* create_mutex(bool) override { return new NoLock; }
-  void destroy_mutex(korrin::MutexInterface* mutex) override { delete mutex; }
-};
+// Waits until neither the dispatcher nor the network has work left: a fetch
+// queues a delivery, a delivery may queue a retry task.
+bool wait_until_settled(korrin::host::TaskDispatcher& dispatcher, korrin::host::Network& network) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (dispatcher.wait_idle(std::chrono::milliseconds(100)) &&
+        network.wait_idle(std::chrono::milliseconds(100)) && dispatcher.idle()) {
+      return true;
+    }
+  }
+  return false;
+}
 
 }  // namespace
 
-int main() {
-  PrintingSink sink;
-  OfflineNetwork network;
+int main(int argc, char** argv) {
+  const std::string document_url =
+      argc > 1 ? argv[1] : std::string("file://") + KORRIN_EXAMPLES_DIR "/documents/office.json";
+
+  // The kit's components; each one logs through the same sink.
+  korrin::host::LogSinkOptions log_options;
+  log_options.max_level = korrin::log::notice;
+  korrin::host::LogSink log(log_options);
+  korrin::host::NetworkOptions network_options;
+  network_options.log = &log;
+  korrin::host::Network network(network_options);
+  korrin::host::DispatcherOptions dispatcher_options;
+  dispatcher_options.log = &log;
+  korrin::host::TaskDispatcher dispatcher(dispatcher_options);
+  korrin::host::LockFactoryOptions lock_options;
+  lock_options.log = &log;
+  korrin::host::LockFactory locks(lock_options);
+  // The host's own parts.
   PrintingDevice device;
-  StaticSystemInfo system_info;
-  ImmediateDispatcher dispatcher;
-  NoLockFactory locks;
+  StaticSystemInfo system_info(document_url);
 
   korrin::Plugins table;
-  table.log = &sink;
+  table.log = &log;
   table.network = &network;
   table.device = &device;
   table.system_info = &system_info;
   table.task_dispatcher = &dispatcher;
   table.mutex_factory = &locks;
-
-  try {
-    korrin::Plugins incomplete;
-    korrin::init(incomplete);
-  } catch (const std::runtime_error& error) {
-    std::printf("an incomplete table is refused: %s\n", error.what());
-  }
   korrin::init(table);
-  std::printf("plugin table installed\n");
 
-  korrin::log::Logger* logger = create_logger(korrin::globals::plugins.log, "MinimalHost", true);
-  logger->notice() << "main: ENTER";
-  logger->info() << "main: model of a Zelor H-9 with serial ABCDEFG4X is "
-                 << get_headset_model(MODEL_H9, "ABCDEFG4X");
-  delete_logger(logger);
-  return 0;
+  korrin::config::ConfigManager* manager = korrin::config::create_config_manager();
+  // A pending fetch completes through the manager's success/failure entry points.
+  korrin::host::ConfigManagerListener completion(manager);
+  network.set_listener(&completion);
+
+  Headset headset;
+  manager->initialize_accessory("headset-1", &headset);
+  const bool settled = wait_until_settled(dispatcher, network);
+  if (!settled) {
+    std::fprintf(stderr, "korrin-minimal-host: the configure request did not end in 60 s\n");
+  }
+
+  // Shut-down: no task may run and no fetch may complete once the manager is
+  // gone, and the kit's objects must outlive the manager.
+  const korrin::host::StopReport stopped = dispatcher.stop();
+  network.stop();
+  korrin::config::delete_config_manager();
+  std::printf("stopped: %zu queued task(s) dropped, %d lock(s) left\n", stopped.dropped(),
+              locks.live());
+  return settled && locks.live() == 0 ? 0 : 1;
 }

@@ -1,25 +1,14 @@
-// Checks over a single-threaded call log: which calls were made while a
-// fake lock was held.
+// The unit tests' names for the lock checks of korrin::testing.
 #ifndef KORRIN_TESTS_SUPPORT_LOCK_CHECKS_H
 #define KORRIN_TESTS_SUPPORT_LOCK_CHECKS_H
 
-#include <string>
-#include <vector>
+#include "korrin/testing/lock_checks.h"
 
 namespace korrin_test {
 
-/// The lines of `lines` starting with one of `prefixes` that were recorded
-/// while one of the locks `lock_ids` (all locks when empty) was held, judged
-/// from the "mutex.lock(#n)" / "mutex.unlock(#n)" lines before them.
-std::vector<std::string> lines_under_lock(const std::vector<std::string>& lines,
-                                          const std::vector<std::string>& prefixes,
-                                          const std::vector<int>& lock_ids = {});
-
-/// Lock ids whose "mutex.lock" lines outnumber their "mutex.unlock" lines.
-std::vector<int> locks_left_held(const std::vector<std::string>& lines);
-
-/// Highest nesting depth that lock `lock_id` reached in `lines`.
-int max_lock_depth(const std::vector<std::string>& lines, int lock_id);
+using korrin::testing::lines_under_lock;
+using korrin::testing::locks_left_held;
+using korrin::testing::max_lock_depth;
 
 }  // namespace korrin_test
 

@@ -1,18 +1,16 @@
-// A small real task dispatcher: one worker thread that runs queued tasks
-// through the task contract (wait the defer time, check_status, then run,
-// wait again or drop), for tests where host threads and the dispatcher's
+// The threaded tests' dispatcher: korrin::host::TaskDispatcher (one worker
+// thread that runs queued tasks through the task contract) with a record of
+// when each task ran, for tests where host threads and the dispatcher's
 // thread are inside the library at the same time.
 #ifndef KORRIN_TESTS_SUPPORT_THREADED_DISPATCHER_H
 #define KORRIN_TESTS_SUPPORT_THREADED_DISPATCHER_H
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <memory>
 #include <mutex>
-#include <thread>
 #include <vector>
 
+#include "korrin/host/task_dispatcher.h"
 #include "korrin/plugins.h"
 
 namespace korrin_test {
@@ -54,25 +52,9 @@ class ThreadedDispatcher : public korrin::TaskDispatcherInterface {
   std::vector<Interval> run_intervals() const;
 
  private:
-  struct Entry {
-    TaskFunction function = nullptr;
-    void* context = nullptr;
-    std::unique_ptr<korrin::TaskParametersInterface> params;
-    std::chrono::steady_clock::time_point due;
-  };
-
-  void work();
-  std::chrono::steady_clock::time_point due_after(int seconds) const;
-
-  const std::chrono::milliseconds second_;
   mutable std::mutex mutex_;
-  mutable std::condition_variable changed_;
-  std::deque<Entry> queue_;
-  bool busy_ = false;
-  bool stopping_ = false;
-  int tasks_run_ = 0;
   std::vector<Interval> run_intervals_;
-  std::thread worker_;
+  std::unique_ptr<korrin::host::TaskDispatcher> dispatcher_;
 };
 
 }  // namespace korrin_test

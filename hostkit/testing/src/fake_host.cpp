@@ -1,6 +1,7 @@
-#include "support/fake_host.h"
+#include "korrin/testing/fake_host.h"
 
-namespace korrin_test {
+namespace korrin {
+namespace testing {
 
 namespace {
 thread_local int locks_held_here = 0;
@@ -431,4 +432,5 @@ std::unique_ptr<FakeAccessory> FakeHost::accessory(const AccessoryData& data) {
 
 void uninstall_plugins() { korrin::globals::plugins = korrin::Plugins(); }
 
-}  // namespace korrin_test
+}  // namespace testing
+}  // namespace korrin

@@ -1,6 +1,7 @@
-#include "support/sample_accessories.h"
+#include "korrin/testing/sample_accessories.h"
 
-namespace korrin_test {
+namespace korrin {
+namespace testing {
 
 AccessoryData h9_headset() {
   AccessoryData data;
@@ -29,4 +30,5 @@ AccessoryData c20_camera() {
   return data;
 }
 
-}  // namespace korrin_test
+}  // namespace testing
+}  // namespace korrin

@@ -1,9 +1,11 @@
-#include "support/lean_host.h"
+#include "korrin/testing/lean_host.h"
 
 #include <iterator>
 #include <mutex>
 
-namespace korrin_lean {
+namespace korrin {
+namespace testing {
+namespace lean {
 
 void CountingSink::write_record(korrin::log::LogLevel level, const std::string& text) {
   ++records;
@@ -149,4 +151,6 @@ void LeanHost::install() {
   korrin::init(table);
 }
 
-}  // namespace korrin_lean
+}  // namespace lean
+}  // namespace testing
+}  // namespace korrin

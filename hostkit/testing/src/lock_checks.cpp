@@ -1,9 +1,10 @@
-#include "support/lock_checks.h"
+#include "korrin/testing/lock_checks.h"
 
 #include <algorithm>
 #include <map>
 
-namespace korrin_test {
+namespace korrin {
+namespace testing {
 
 namespace {
 
@@ -88,4 +89,5 @@ int max_lock_depth(const std::vector<std::string>& lines, int lock_id) {
   return deepest;
 }
 
-}  // namespace korrin_test
+}  // namespace testing
+}  // namespace korrin

@@ -1,6 +1,7 @@
-#include "support/call_log.h"
+#include "korrin/testing/call_log.h"
 
-namespace korrin_test {
+namespace korrin {
+namespace testing {
 
 void CallLog::record(const std::string& operation, const std::string& args,
                      const std::string& result) {
@@ -91,4 +92,5 @@ std::string join_args(const std::vector<std::string>& pieces) {
   return out;
 }
 
-}  // namespace korrin_test
+}  // namespace testing
+}  // namespace korrin
