@@ -408,3 +408,80 @@ TEST(CheckSyntax, EveryPrefixOfADocumentAgreesWithTheLibraryParser) {
 }
 
 }  // namespace
+
+namespace {
+
+// An accessory whose type has no configuration object in the library: the
+// library never configures it, so no model group could give it anything.
+CheckedAccessory speaker(const std::string& dongle_model = std::string()) {
+  CheckedAccessory accessory;
+  accessory.id = "spk-08";
+  accessory.type = 3;
+  accessory.model = "Zelor S-1";
+  accessory.resolved_model = "Zelor S-1";
+  accessory.dongle_model = dongle_model;
+  accessory.configurable = false;
+  return accessory;
+}
+
+CheckedAccessory headset() {
+  CheckedAccessory accessory;
+  accessory.id = "hs-h9-03";
+  accessory.type = 1;
+  accessory.model = "Zelor H-9";
+  accessory.resolved_model = "Zelor H-9";
+  return accessory;
+}
+
+const std::string kNeverConfigured =
+    "none: the library has no configuration object for accessory type 3 and never configures "
+    "it, whatever the document says";
+
+const std::string kOneGroup = kHead +
+                              "\"modelSpecificSettings\": [{\"models\": [\"Zelor H-9\"], "
+                              "\"modelFirmware\": [{\"firmwareName\": \"LATEST\"}]}]}}";
+
+}  // namespace
+
+TEST(CheckUnconfigured, AnAccessoryTheLibraryNeverConfiguresGetsNothingWhateverTheGroups) {
+  const Finding f = only(check_document(kOneGroup, {headset(), speaker()}));
+  EXPECT_EQ(f.code, "K306");
+  EXPECT_EQ(f.severity, korrin_check::Severity::kError);
+  EXPECT_EQ(f.pointer, "/templateConfiguration/modelSpecificSettings");
+  EXPECT_EQ(f.message, "no model group names the model \"Zelor S-1\" of accessory \"spk-08\"");
+  EXPECT_EQ(f.effect, kNeverConfigured);
+}
+
+TEST(CheckUnconfigured, ItsDongleGetsNothingEither) {
+  const std::vector<Finding> findings = check_document(kOneGroup, {headset(), speaker("S-Dongle")});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].message,
+            "no model group names the model \"Zelor S-1\" of accessory \"spk-08\"");
+  EXPECT_EQ(findings[0].effect, kNeverConfigured);
+  EXPECT_EQ(findings[1].message,
+            "no model group names the dongle \"S-Dongle\" of accessory \"spk-08\"");
+  EXPECT_EQ(findings[1].effect, kNeverConfigured);
+}
+
+TEST(CheckUnconfigured, WithoutModelGroupsTheEffectNamesTheConfiguredOnes) {
+  const std::string document = kHead + "\"updatedTime\": 1}}";
+  const std::string message =
+      "the template has no \"modelSpecificSettings\": no model group names any of the given "
+      "accessories";
+  const Finding configured = only(check_document(document, {headset()}));
+  EXPECT_EQ(configured.code, "K306");
+  EXPECT_EQ(configured.message, message);
+  EXPECT_EQ(configured.effect,
+            "their settings are stored but never sent to the device, no firmware is decided, and "
+            "the library reports the document as failed for every accessory");
+  const Finding mixed = only(check_document(document, {headset(), speaker()}));
+  EXPECT_EQ(mixed.message, message);
+  EXPECT_EQ(mixed.effect, configured.effect + " it configures");
+  const Finding none = only(check_document(document, {speaker()}));
+  EXPECT_EQ(none.code, "K306");
+  EXPECT_EQ(none.severity, korrin_check::Severity::kError);
+  EXPECT_EQ(none.message, message);
+  EXPECT_EQ(none.effect,
+            "none: the library has no configuration object for their types and never configures "
+            "them, whatever the document says");
+}

@@ -26,6 +26,10 @@ struct CheckedAccessory {
   /// The firmware version the library requested for the accessory from this
   /// document, "" when none (filled by the planner from the library's run).
   std::string requested_firmware_version;
+  /// False when the library has no configuration object for the accessory's
+  /// type, so that it never reads a document for it (filled by the planner
+  /// from the library's run).
+  bool configurable = true;
 };
 
 /// Finding codes and their severities:
