@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -106,11 +107,52 @@ TEST(CheckGolden, EachFindingCodeHasItsDocument) {
   for (const std::string& name : documents) {
     codes.push_back(name.substr(0, 4));
   }
-  for (const char* code : {"K001", "K002", "K003", "K004", "K005", "K101", "K102", "K103",
-                           "K104", "K105", "K106", "K201", "K202", "K203", "K204", "K205",
-                           "K206", "K301", "K302", "K303", "K304", "K305", "K306"}) {
-    EXPECT_NE(std::find(codes.begin(), codes.end(), code), codes.end()) << code;
+  ASSERT_EQ(korrin_check::finding_codes().size(), 23u);
+  for (const korrin_check::FindingCode& row : korrin_check::finding_codes()) {
+    EXPECT_NE(std::find(codes.begin(), codes.end(), row.code), codes.end()) << row.code;
   }
+  // And every document is named after a code of the table.
+  for (const std::string& code : codes) {
+    EXPECT_TRUE(std::any_of(korrin_check::finding_codes().begin(),
+                            korrin_check::finding_codes().end(),
+                            [&](const korrin_check::FindingCode& row) { return row.code == code; }))
+        << code;
+  }
+}
+
+// The code table says which severities each code has; the golden documents
+// (of the codes and of the examples) show every one of them and no other.
+TEST(CheckCodes, TheTableHoldsExactlyTheSeveritiesOfTheGoldenFindings) {
+  const std::vector<CheckedAccessory> accessories = example_accessories();
+  std::vector<std::string> paths;
+  for (const std::string& name : files_in(kData, ".json", ".expected.json")) {
+    paths.push_back(kData + "/" + name);
+  }
+  const std::string examples = std::string(KORRIN_EXAMPLES_DIR) + "/documents";
+  for (const std::string& name : files_in(examples, ".json", "")) {
+    paths.push_back(examples + "/" + name);
+  }
+  std::set<std::string> emitted;
+  for (const std::string& path : paths) {
+    for (const Finding& finding : check_document(read_file(path), accessories)) {
+      emitted.insert(finding.code + " " + korrin_check::severity_name(finding.severity));
+    }
+  }
+  std::set<std::string> table;
+  std::string previous;
+  for (const korrin_check::FindingCode& row : korrin_check::finding_codes()) {
+    EXPECT_LT(previous, row.code) << "the table is in code order";
+    previous = row.code;
+    EXPECT_FALSE(row.summary.empty()) << row.code;
+    ASSERT_FALSE(row.severities.empty()) << row.code;
+    for (std::size_t i = 1; i < row.severities.size(); ++i) {
+      EXPECT_LT(row.severities[i - 1], row.severities[i]) << row.code << ": most severe first";
+    }
+    for (korrin_check::Severity severity : row.severities) {
+      table.insert(row.code + " " + korrin_check::severity_name(severity));
+    }
+  }
+  EXPECT_EQ(emitted, table);
 }
 
 TEST(CheckGolden, FindingsMatchTextAndJsonExactly) {
