@@ -1093,17 +1093,32 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
   if (accessories_.empty() || !template_read_) {
     return;
   }
+  // An accessory whose type has no configuration object in the library is
+  // never configured: no group could give it anything.
+  const auto never_configured = [](const CheckedAccessory& accessory) {
+    return "none: the library has no configuration object for accessory type " +
+           std::to_string(accessory.type) + " and never configures it, whatever the document says";
+  };
   const Node* list = member(&template_node, KEY_MODEL_SPECIFIC_SETTINGS);
   const std::size_t missing_at = list != nullptr ? list->key_offset : template_node.offset;
   const std::string missing_pointer =
       list != nullptr ? child_pointer(template_pointer_, list->key) : template_pointer_;
   if (list == nullptr) {
     // One problem, whatever the number of accessories.
+    const auto configurable = [](const CheckedAccessory& accessory) {
+      return accessory.configurable;
+    };
+    const std::string failed =
+        "their settings are stored but never sent to the device, no firmware is decided, and "
+        "the library reports the document as failed for every accessory";
     add("K306", Severity::kError, missing_at, missing_pointer,
         "the template has no " + quoted(KEY_MODEL_SPECIFIC_SETTINGS) +
             ": no model group names any of the given accessories",
-        "their settings are stored but never sent to the device, no firmware is decided, and "
-        "the library reports the document as failed for every accessory");
+        std::all_of(accessories_.begin(), accessories_.end(), configurable) ? failed
+        : std::any_of(accessories_.begin(), accessories_.end(), configurable)
+            ? failed + " it configures"
+            : "none: the library has no configuration object for their types and never "
+              "configures them, whatever the document says");
     return;
   }
   for (const CheckedAccessory& accessory : accessories_) {
@@ -1114,15 +1129,19 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
       add("K306", Severity::kError, missing_at, missing_pointer,
           "no model group names the model " + quoted(model) + " of accessory " +
               quoted(accessory.id),
-          dongle ? "its settings are stored but never sent to the device"
-                 : "its settings are stored but never sent to the device, no firmware is "
-                   "decided, and the library reports the document as failed for it");
+          !accessory.configurable ? never_configured(accessory)
+          : dongle                ? "its settings are stored but never sent to the device"
+                                  : "its settings are stored but never sent to the device, no "
+                                    "firmware is decided, and the library reports the document "
+                                    "as failed for it");
     }
     if (dongle && group_for(template_node, accessory.dongle_model) < 0) {
       add("K306", Severity::kError, missing_at, missing_pointer,
           "no model group names the dongle " + quoted(accessory.dongle_model) + " of accessory " +
               quoted(accessory.id),
-          "no firmware is decided, and the library reports the document as failed for it");
+          !accessory.configurable
+              ? never_configured(accessory)
+              : "no firmware is decided, and the library reports the document as failed for it");
     }
   }
   if (groups.empty()) {

@@ -376,6 +376,7 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
     std::unique_ptr<ObservedConfig> observed = make_observed_config(facts.id, accessory);
     if (!observed) {
       plan.outcome = DocumentOutcome::kNotConfigured;
+      plan.configurable = false;
       plan.outcome_detail = "the library has no configuration object for accessory type " +
                             std::to_string(facts.type);
       plan.firmware.action = FirmwarePlan::kNothing;
@@ -484,6 +485,7 @@ PlanReport plan_document(const PlanRequest& request) {
     korrin_check::CheckedAccessory accessory;
     accessory.id = plan.facts.id;
     accessory.type = plan.facts.type;
+    accessory.configurable = plan.configurable;
     accessory.model = plan.facts.model;
     accessory.resolved_model = plan.resolved_model;
     accessory.serial_number = plan.facts.serial_number;

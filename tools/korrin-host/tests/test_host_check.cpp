@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -106,11 +107,52 @@ TEST(CheckGolden, EachFindingCodeHasItsDocument) {
   for (const std::string& name : documents) {
     codes.push_back(name.substr(0, 4));
   }
-  for (const char* code : {"K001", "K002", "K003", "K004", "K005", "K101", "K102", "K103",
-                           "K104", "K105", "K106", "K201", "K202", "K203", "K204", "K205",
-                           "K206", "K301", "K302", "K303", "K304", "K305", "K306"}) {
-    EXPECT_NE(std::find(codes.begin(), codes.end(), code), codes.end()) << code;
+  ASSERT_EQ(korrin_check::finding_codes().size(), 23u);
+  for (const korrin_check::FindingCode& row : korrin_check::finding_codes()) {
+    EXPECT_NE(std::find(codes.begin(), codes.end(), row.code), codes.end()) << row.code;
   }
+  // And every document is named after a code of the table.
+  for (const std::string& code : codes) {
+    EXPECT_TRUE(std::any_of(korrin_check::finding_codes().begin(),
+                            korrin_check::finding_codes().end(),
+                            [&](const korrin_check::FindingCode& row) { return row.code == code; }))
+        << code;
+  }
+}
+
+// The code table says which severities each code has; the golden documents
+// (of the codes and of the examples) show every one of them and no other.
+TEST(CheckCodes, TheTableHoldsExactlyTheSeveritiesOfTheGoldenFindings) {
+  const std::vector<CheckedAccessory> accessories = example_accessories();
+  std::vector<std::string> paths;
+  for (const std::string& name : files_in(kData, ".json", ".expected.json")) {
+    paths.push_back(kData + "/" + name);
+  }
+  const std::string examples = std::string(KORRIN_EXAMPLES_DIR) + "/documents";
+  for (const std::string& name : files_in(examples, ".json", "")) {
+    paths.push_back(examples + "/" + name);
+  }
+  std::set<std::string> emitted;
+  for (const std::string& path : paths) {
+    for (const Finding& finding : check_document(read_file(path), accessories)) {
+      emitted.insert(finding.code + " " + korrin_check::severity_name(finding.severity));
+    }
+  }
+  std::set<std::string> table;
+  std::string previous;
+  for (const korrin_check::FindingCode& row : korrin_check::finding_codes()) {
+    EXPECT_LT(previous, row.code) << "the table is in code order";
+    previous = row.code;
+    EXPECT_FALSE(row.summary.empty()) << row.code;
+    ASSERT_FALSE(row.severities.empty()) << row.code;
+    for (std::size_t i = 1; i < row.severities.size(); ++i) {
+      EXPECT_LT(row.severities[i - 1], row.severities[i]) << row.code << ": most severe first";
+    }
+    for (korrin_check::Severity severity : row.severities) {
+      table.insert(row.code + " " + korrin_check::severity_name(severity));
+    }
+  }
+  EXPECT_EQ(emitted, table);
 }
 
 TEST(CheckGolden, FindingsMatchTextAndJsonExactly) {
@@ -408,3 +450,80 @@ TEST(CheckSyntax, EveryPrefixOfADocumentAgreesWithTheLibraryParser) {
 }
 
 }  // namespace
+
+namespace {
+
+// An accessory whose type has no configuration object in the library: the
+// library never configures it, so no model group could give it anything.
+CheckedAccessory speaker(const std::string& dongle_model = std::string()) {
+  CheckedAccessory accessory;
+  accessory.id = "spk-08";
+  accessory.type = 3;
+  accessory.model = "Zelor S-1";
+  accessory.resolved_model = "Zelor S-1";
+  accessory.dongle_model = dongle_model;
+  accessory.configurable = false;
+  return accessory;
+}
+
+CheckedAccessory headset() {
+  CheckedAccessory accessory;
+  accessory.id = "hs-h9-03";
+  accessory.type = 1;
+  accessory.model = "Zelor H-9";
+  accessory.resolved_model = "Zelor H-9";
+  return accessory;
+}
+
+const std::string kNeverConfigured =
+    "none: the library has no configuration object for accessory type 3 and never configures "
+    "it, whatever the document says";
+
+const std::string kOneGroup = kHead +
+                              "\"modelSpecificSettings\": [{\"models\": [\"Zelor H-9\"], "
+                              "\"modelFirmware\": [{\"firmwareName\": \"LATEST\"}]}]}}";
+
+}  // namespace
+
+TEST(CheckUnconfigured, AnAccessoryTheLibraryNeverConfiguresGetsNothingWhateverTheGroups) {
+  const Finding f = only(check_document(kOneGroup, {headset(), speaker()}));
+  EXPECT_EQ(f.code, "K306");
+  EXPECT_EQ(f.severity, korrin_check::Severity::kError);
+  EXPECT_EQ(f.pointer, "/templateConfiguration/modelSpecificSettings");
+  EXPECT_EQ(f.message, "no model group names the model \"Zelor S-1\" of accessory \"spk-08\"");
+  EXPECT_EQ(f.effect, kNeverConfigured);
+}
+
+TEST(CheckUnconfigured, ItsDongleGetsNothingEither) {
+  const std::vector<Finding> findings = check_document(kOneGroup, {headset(), speaker("S-Dongle")});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].message,
+            "no model group names the model \"Zelor S-1\" of accessory \"spk-08\"");
+  EXPECT_EQ(findings[0].effect, kNeverConfigured);
+  EXPECT_EQ(findings[1].message,
+            "no model group names the dongle \"S-Dongle\" of accessory \"spk-08\"");
+  EXPECT_EQ(findings[1].effect, kNeverConfigured);
+}
+
+TEST(CheckUnconfigured, WithoutModelGroupsTheEffectNamesTheConfiguredOnes) {
+  const std::string document = kHead + "\"updatedTime\": 1}}";
+  const std::string message =
+      "the template has no \"modelSpecificSettings\": no model group names any of the given "
+      "accessories";
+  const Finding configured = only(check_document(document, {headset()}));
+  EXPECT_EQ(configured.code, "K306");
+  EXPECT_EQ(configured.message, message);
+  EXPECT_EQ(configured.effect,
+            "their settings are stored but never sent to the device, no firmware is decided, and "
+            "the library reports the document as failed for every accessory");
+  const Finding mixed = only(check_document(document, {headset(), speaker()}));
+  EXPECT_EQ(mixed.message, message);
+  EXPECT_EQ(mixed.effect, configured.effect + " it configures");
+  const Finding none = only(check_document(document, {speaker()}));
+  EXPECT_EQ(none.code, "K306");
+  EXPECT_EQ(none.severity, korrin_check::Severity::kError);
+  EXPECT_EQ(none.message, message);
+  EXPECT_EQ(none.effect,
+            "none: the library has no configuration object for their types and never configures "
+            "them, whatever the document says");
+}

@@ -317,6 +317,8 @@ TEST(HostPlan, AnUnparsableDocumentIsRejected) {
                                      "to update config retrieved from server in library"});
   EXPECT_EQ(result.template_time, 0.0);
   EXPECT_EQ(result.firmware.action, FirmwarePlan::kFailure);
+  // Rejected, but by a configuration object that read the document.
+  EXPECT_TRUE(result.configurable);
 }
 
 TEST(HostPlan, AnAccessoryTypeTheLibraryDoesNotConfigureIsNotConfigured) {
@@ -326,6 +328,7 @@ TEST(HostPlan, AnAccessoryTypeTheLibraryDoesNotConfigureIsNotConfigured) {
   const AccessoryPlan result = plan(simple_document(), facts, &stamp);
   EXPECT_EQ(result.outcome, DocumentOutcome::kNotConfigured);
   EXPECT_EQ(result.outcome_detail, "the library has no configuration object for accessory type 7");
+  EXPECT_FALSE(result.configurable);
   EXPECT_TRUE(result.calls.empty());
   EXPECT_TRUE(result.fetched_urls.empty());
   EXPECT_TRUE(result.warnings.empty());

@@ -144,6 +144,18 @@ std::vector<PlanCase> cases() {
                    kAccessories + "hs-h9-03.json", "--accessory", kAccessories + "speaker.json"},
                   1,
                   not_taken("spk-08 (not configured)", 1, 2)});
+  // A document without model groups: the finding's effect is for the
+  // accessories the library configures, then for none.
+  list.push_back({"unknown_type_no_groups.txt",
+                  {"plan", "--document", kDocuments + "no_model_groups.json", "--accessory",
+                   kAccessories + "hs-h9-03.json", "--accessory", kAccessories + "speaker.json"},
+                  1,
+                  not_taken("hs-h9-03 (rejected), spk-08 (not configured)", 2, 2)});
+  list.push_back({"unknown_type_no_groups_only.txt",
+                  {"plan", "--document", kDocuments + "no_model_groups.json", "--accessory",
+                   kAccessories + "speaker.json", "--summary"},
+                  1,
+                  not_taken("spk-08 (not configured)", 1, 1)});
   list.push_back({"unknown_type.json",
                   {"plan", "--document", example("office"), "--accessory",
                    kAccessories + "speaker.json", "--format", "json", "--previous-time", "x-1"},

@@ -120,6 +120,9 @@ struct AccessoryPlan {
   std::string resolved_model;  ///< get_headset_model() of the accessory
   DocumentOutcome outcome = DocumentOutcome::kNotConfigured;
   std::string outcome_detail;  ///< why, when not taken
+  /// False when the library has no configuration object for the accessory's
+  /// type: it never reads a document for it.
+  bool configurable = true;
   /// The version time the accessory's configuration object holds after the
   /// document (its "updatedTime"; 0 when none was taken).
   double template_time = 0;
