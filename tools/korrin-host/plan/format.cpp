@@ -538,7 +538,10 @@ std::string format_plan_json(const PlanReport& report) {
   std::string text;
   print_json(root, "", text);
   cJSON_Delete(root);
-  return text + "\n";
+  // Texts from the document or the accessories may hold bytes that are not
+  // UTF-8; cJSON copies them into its strings unchanged, and JSON must be
+  // UTF-8. Outside strings cJSON writes ASCII only.
+  return korrin_check::replace_invalid_utf8(text) + "\n";
 }
 
 }  // namespace korrin_plan

@@ -212,6 +212,14 @@ std::vector<PlanCase> cases() {
                    kAccessories + "control_characters.json"},
                   0,
                   ""});
+  // A Latin-1 byte in the document: the JSON output stays valid UTF-8.
+  for (const std::string format : {"text", "json"}) {
+    list.push_back({std::string("latin1") + (format == "text" ? ".txt" : ".json"),
+                    {"plan", "--document", kDocuments + "latin1.json", "--accessory",
+                     kAccessories + "hs-h9-03.json", "--format", format},
+                    0,
+                    ""});
+  }
   // The ids on standard error are escaped too.
   list.push_back({"control_characters_rejected.txt",
                   {"plan", "--document", kDocuments + "not_json.json", "--accessory",
@@ -301,6 +309,28 @@ std::vector<PlanCase> cases() {
   return list;
 }
 
+// True when every byte of `text` belongs to a well-formed UTF-8 sequence.
+bool valid_utf8(const std::string& text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    const std::size_t length = lead < 0x80                      ? 1
+                               : (lead >= 0xC2 && lead <= 0xDF) ? 2
+                               : (lead >= 0xE0 && lead <= 0xEF) ? 3
+                               : (lead >= 0xF0 && lead <= 0xF4) ? 4
+                                                                : 0;
+    if (length == 0 || i + length > text.size()) {
+      return false;
+    }
+    for (std::size_t k = 1; k < length; ++k) {
+      if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) {
+        return false;
+      }
+    }
+    i += length;
+  }
+  return true;
+}
+
 // Names the case in gtest's messages instead of dumping its bytes.
 void PrintTo(const PlanCase& test, std::ostream* out) {
   *out << (test.name.empty() ? std::string("(no output)") : test.name) << ":";
@@ -368,6 +398,7 @@ TEST(PlanOutputFiles, JsonOutputsParse) {
     if (test.name.size() > 5 && test.name.substr(test.name.size() - 5) == ".json") {
       const std::string text = korrin_host::read_text_file(kPlanData + test.name);
       EXPECT_NO_THROW(korrin_host::JsonDocument(text, test.name)) << test.name;
+      EXPECT_TRUE(valid_utf8(text)) << test.name;
     }
   }
 }
