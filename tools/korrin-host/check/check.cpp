@@ -340,7 +340,11 @@ std::vector<Finding> Checker::run() {
   }
   if (tree == nullptr) {
     if (!parsed.ok) {
-      add("K003", Severity::kError, parsed.error_offset, "", "JSON syntax error: " + parsed.error,
+      const bool comment = text.compare(parsed.error_offset, 2, "//") == 0 ||
+                           text.compare(parsed.error_offset, 2, "/*") == 0;
+      add("K003", Severity::kError, parsed.error_offset, "",
+          "JSON syntax error: " + parsed.error +
+              (comment ? "; JSON has no comments: remove the comment" : ""),
           unreadable);
     } else {
       std::size_t offset = 0;
@@ -641,7 +645,9 @@ void Checker::check_template(const Node& node, const std::string& pointer) {
   if (const Node* time = member(&node, KEY_UPDATED_TIME)) {
     if (time->kind != Kind::kNumber) {
       add("K106", Severity::kWarning, time->offset, child_pointer(pointer, time->key),
-          quoted(time->key) + " is " + described(*time) + ", not a number",
+          quoted(time->key) + " is " + described(*time) + ", not a number" +
+              (time->kind == Kind::kString && all_decimal_digits(time->text) ? ": remove the quotes"
+                                                                             : ""),
           "the library reads the time as 0, so configure requests are compared with 0");
     }
   }
@@ -870,13 +876,13 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     }
     if (spelled == nullptr) {
       add("K203", Severity::kWarning, access->offset, pointer_of(access),
-          "access " + quoted(access->text) + " of " + setting + " is not " + quoted(ACCESS_ADMIN) +
-              ", " + quoted(ACCESS_USER) + " or " + quoted(ACCESS_BOTH),
+          "access " + quoted(access->text) + " of " + setting + " is unknown: write " +
+              quoted(ACCESS_ADMIN) + ", " + quoted(ACCESS_USER) + " or " + quoted(ACCESS_BOTH),
           "stored as " + quoted(ACCESS_USER) +
               ", not sent: the device takes User settings only on a reset");
     } else if (access->text != *spelled) {
       add("K203", Severity::kInfo, access->offset, pointer_of(access),
-          "access " + quoted(access->text) + " of " + setting + " is spelled " + quoted(*spelled),
+          "access " + quoted(access->text) + " of " + setting + " is read as " + quoted(*spelled),
           "works as " + quoted(*spelled) +
               ": the library compares access values ignoring letter "
               "case");
@@ -979,9 +985,23 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     } else {
       effect = "the administrator value the accessory receives " + left_over;
     }
+    // The other half under another usage id.
+    const std::string& own = record.first.name;
+    const std::string partner =
+        own.substr(0, own.size() - (has_admin ? 5 : 4)) + (has_admin ? "User" : "Admin");
+    std::string elsewhere;
+    for (const auto& other : seen) {
+      if (other.first != item.first && !other.second.plain && other.second.half != nullptr &&
+          other.second.first.name == partner) {
+        elsewhere = "; " + quoted(partner) + " is under usage id " + std::to_string(other.first) +
+                    ": the two halves need the same usage id";
+        break;
+      }
+    }
     add("K204", Severity::kWarning, record.half->offset, record.half_pointer,
         quoted(ACCESS_BOTH) + " setting " + quoted(record.first.name) + " (usage id " +
-            std::to_string(item.first) + ") in " + section + " has no " + quoted(missing) + " half",
+            std::to_string(item.first) + ") in " + section + " has no " + quoted(missing) +
+            " half" + elsewhere,
         effect);
   }
 
@@ -1234,7 +1254,8 @@ void Checker::check_shadowing(const std::vector<Group>& groups) {
           models->kind == Kind::kObject ? child_pointer(models_pointer, model.key)
                                         : child_pointer(models_pointer, j),
           "model name " + quoted(text) + " of " + groups[g].label + " is shadowed by " +
-              quoted(best_name) + " of the earlier " + groups[best].label + ", which is part of it",
+              quoted(best_name) + " of the earlier " + groups[best].label +
+              ", which is part of it: list the more specific group first",
           "accessories whose model contains " + quoted(text) + " take the earlier " +
               groups[best].label);
     }
@@ -1367,7 +1388,8 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
         "firmware " + quoted(candidate) + " of " + group.label + " is older than the version " +
             quoted(running) + " that " +
             (dongle ? "the dongle " + quoted(firmware_model) + " of " : std::string()) +
-            "accessory " + quoted(accessory.id) + " (" + model + ") runs",
+            "accessory " + quoted(accessory.id) + " (" + model + ") runs; write " +
+            quoted(FIRMWARE_CURRENT) + " to keep the running firmware",
         "downgrade: the library requests it, and the accessory is taken back from " +
             quoted(running) + " to " + quoted(candidate));
   }
@@ -1380,8 +1402,10 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
     if (models == nullptr || models->children.empty()) {
       continue;
     }
-    // Which accessory the group would match but an earlier group takes.
+    // Which accessory the group would match but an earlier group takes, and
+    // which one it would match but for letter case.
     std::string taken;
+    std::string other_case;
     for (const CheckedAccessory& accessory : accessories_) {
       const std::string model =
           accessory.resolved_model.empty() ? accessory.model : accessory.resolved_model;
@@ -1389,13 +1413,19 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
         if (name.kind == Kind::kString && !name.text.empty() &&
             model.find(name.text) != std::string::npos) {
           taken = model;
+        } else if (name.kind == Kind::kString && !name.text.empty() && other_case.empty() &&
+                   lower(model).find(lower(name.text)) != std::string::npos) {
+          other_case = "; " + quoted(name.text) + " differs from the model " + quoted(model) +
+                       " of accessory " + quoted(accessory.id) +
+                       " only in letter case: the library matches model names case-sensitively";
         }
       }
     }
     add("K302", Severity::kInfo, groups[g].node->offset, groups[g].pointer,
         groups[g].label + " matches none of the given accessories" +
             (taken.empty() ? std::string()
-                           : ": " + quoted(taken) + " takes an earlier group that also names it"),
+                           : ": " + quoted(taken) + " takes an earlier group that also names it") +
+            other_case,
         "the group's settings and firmware are not used by any of them");
   }
 }

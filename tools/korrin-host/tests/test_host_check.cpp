@@ -673,3 +673,70 @@ TEST(CheckOnce, ANulByteThatCutsTheJsonIsOneFinding) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(CheckFixes, AnAccessInAnotherLetterCaseIsReadAsTheKnownOne) {
+  const Finding f = only(check_document(
+      kHead +
+          "\"commonSettings\": [{\"name\": \"n\", \"usageId\": 1, \"value\": 2, \"access\": "
+          "\"admin\"}], " +
+          kTail,
+      {}));
+  EXPECT_EQ(f.code, "K203");
+  EXPECT_EQ(f.message,
+            "access \"admin\" of setting \"n\" in the common settings is read as \"Admin\"");
+}
+
+TEST(CheckFixes, HalvesUnderTwoUsageIdsAreNamed) {
+  const std::vector<Finding> findings = check_document(
+      kHead +
+          "\"commonSettings\": ["
+          "{\"name\": \"tone_Admin\", \"usageId\": 7, \"value\": 1, \"access\": \"Both\"}, "
+          "{\"name\": \"tone_User\", \"usageId\": 8, \"value\": 2, \"access\": \"Both\"}], " +
+          kTail,
+      {});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].message,
+            "\"Both\" setting \"tone_Admin\" (usage id 7) in the common settings has no \"_User\" "
+            "half; \"tone_User\" is under usage id 8: the two halves need the same usage id");
+  EXPECT_EQ(findings[1].message,
+            "\"Both\" setting \"tone_User\" (usage id 8) in the common settings has no \"_Admin\" "
+            "half; \"tone_Admin\" is under usage id 7: the two halves need the same usage id");
+}
+
+TEST(CheckFixes, AGroupNameInAnotherLetterCaseIsSaidSo) {
+  CheckedAccessory accessory = running("5-0-2");
+  const std::vector<Finding> findings = check_document(
+      kHead +
+          "\"modelSpecificSettings\": [{\"models\": [\"zelor h-9\"], \"modelFirmware\": "
+          "[{\"firmwareName\": \"LATEST\"}]}]}}",
+      {accessory});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].code, "K306");
+  EXPECT_EQ(findings[1].code, "K302");
+  EXPECT_EQ(findings[1].message,
+            "model group \"zelor h-9\" matches none of the given accessories; \"zelor h-9\" "
+            "differs from the model \"Zelor H-9\" of accessory \"hs-1\" only in letter case: the "
+            "library matches model names case-sensitively");
+}
+
+TEST(CheckFixes, ACommentIsNoJson) {
+  for (const std::string comment : {"// note\n", "/* note */"}) {
+    const Finding f = only(check_document(kHead + comment + "}}", {}));
+    EXPECT_EQ(f.code, "K003");
+    EXPECT_EQ(f.column, 28);
+    EXPECT_EQ(f.message,
+              "JSON syntax error: expected a member name in double quotes, found '/'; JSON has "
+              "no comments: remove the comment");
+  }
+}
+
+TEST(CheckFixes, AQuotedTimeOfDigitsLosesItsQuotes) {
+  EXPECT_EQ(only(check_document(kHead + "\"updatedTime\": \"17\", " + kTail, {})).message,
+            "\"updatedTime\" is a string (\"17\"), not a number: remove the quotes");
+  EXPECT_EQ(only(check_document(kHead + "\"updatedTime\": \"x17\", " + kTail, {})).message,
+            "\"updatedTime\" is a string (\"x17\"), not a number");
+}
+
+}  // namespace
