@@ -1462,6 +1462,10 @@ std::vector<Finding> Checker::positioned() {
 
 }  // namespace
 
+bool older_firmware_version(const std::string& candidate, const std::string& running) {
+  return older_version(candidate, running);
+}
+
 std::vector<Finding> check_document(const std::string& document,
                                     const std::vector<CheckedAccessory>& accessories) {
   return Checker(document, accessories).run();

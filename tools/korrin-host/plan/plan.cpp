@@ -47,7 +47,8 @@ const char* firmware_action_name(FirmwarePlan::Action action) {
 std::string describe_firmware(const FirmwarePlan& firmware) {
   switch (firmware.action) {
     case FirmwarePlan::kUpgrade:
-      return "upgrade to " + firmware.version + " requested (firmware name " + firmware.name + ")";
+      return (firmware.downgrade ? "downgrade to " : "upgrade to ") + firmware.version +
+             " requested (firmware name " + firmware.name + ")";
     case FirmwarePlan::kDelegate: return "upgrade delegated to the host's driver";
     case FirmwarePlan::kStay: return "stay on the running firmware";
     case FirmwarePlan::kNothing:
@@ -300,6 +301,10 @@ FirmwarePlan firmware_of(const AccessoryPlan& plan, const ObservedConfig& observ
       firmware.action = FirmwarePlan::kUpgrade;
       firmware.version = call.firmware_version;
       firmware.name = call.firmware_name;
+      firmware.downgrade = korrin_check::older_firmware_version(
+          call.firmware_version, plan.facts.dongle_model.empty()
+                                     ? plan.facts.firmware_version
+                                     : plan.facts.dongle_firmware_version);
       return firmware;
     }
     if (call.kind == DeviceCall::kDelegateUpgrade) {

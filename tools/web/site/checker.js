@@ -209,7 +209,9 @@ function renderSummary(report) {
     `${summary.configured} configured`,
     `${summary.rejected} rejected`,
     `${summary.notConfigured} not configured`,
-    `${summary.upgradesRequested} upgrades requested`,
+    summary.downgradesRequested
+      ? `${summary.upgradesRequested} firmware requests (${summary.downgradesRequested} downgrades)`
+      : `${summary.upgradesRequested} upgrades requested`,
     `${summary.delegated} delegated`,
     `${summary.findings === undefined ? report.findingsCount : summary.findings} findings`,
     `${summary.warnings} library warnings`,
@@ -279,7 +281,8 @@ function cellRow(table, cells, header) {
 
 function firmwareText(firmware) {
   switch (firmware.action) {
-    case "upgrade": return `upgrade to ${firmware.version} (${firmware.name})`;
+    case "upgrade":
+      return `${firmware.downgrade ? "downgrade" : "upgrade"} to ${firmware.version} (${firmware.name})`;
     case "delegate": return "delegated to the host's own driver";
     case "stay": return "stays on the running firmware";
     case "nothing": return firmware.version ? `nothing to do (decided on ${firmware.version})` : "nothing to do";

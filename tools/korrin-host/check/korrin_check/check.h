@@ -53,6 +53,11 @@ struct FindingCode {
 ///        firmwareVersion, firmwareParams and an empty model name
 const std::vector<FindingCode>& finding_codes();
 
+/// True when `candidate` is an older release than `running`: both written
+/// as the same number of "-"-separated pieces without letters, and the
+/// first piece that differs smaller (as the library compares them).
+bool older_firmware_version(const std::string& candidate, const std::string& running);
+
 /// The findings of `document` (the raw bytes as published) for
 /// `accessories`, sorted by position (line, then column); each problem is
 /// reported once.

@@ -74,12 +74,16 @@ struct FirmwarePlan {
   std::string version;   ///< kUpgrade: requested; kNothing: decided on (may be empty)
   std::string name;      ///< kUpgrade: the firmware name
   bool decided = false;  ///< kNothing: the library reached a decision on `version`
+  /// kUpgrade: `version` is older than the running one (of the dongle, for
+  /// an accessory with a dongle): the request takes the accessory back.
+  bool downgrade = false;
 };
 
 /// "upgrade", "delegate", "stay", "nothing" or "failure".
 const char* firmware_action_name(FirmwarePlan::Action action);
 
-/// "upgrade to 5-1-0 requested (firmware name zelor-h9.bin)", "stay on the
+/// "upgrade to 5-1-0 requested (firmware name zelor-h9.bin)", "downgrade to
+/// 2-3-10 requested (...)", "stay on the
 /// running firmware", ...: the firmware action in words.
 std::string describe_firmware(const FirmwarePlan& firmware);
 
