@@ -227,6 +227,25 @@ std::string described(const Node& node) {
   }
 }
 
+// What is lost when the section `name` is missing because it was misspelled:
+// "" for members whose absence loses nothing beyond themselves.
+std::string section_loss(const std::string& name) {
+  if (name == KEY_COMMON_SETTINGS) {
+    return "; all common settings ignored: no accessory gets them";
+  }
+  if (name == KEY_MODEL_SPECIFIC_SETTINGS) {
+    return "; no model group is read: no accessory gets model settings or a firmware decision";
+  }
+  if (name == KEY_UPDATED_TIME) {
+    return "; the template time is 0";
+  }
+  if (name == KEY_FIRMWARE_PARAMS) {
+    return "; no model settings for this group, and the device is not told to take any "
+           "settings";
+  }
+  return std::string();
+}
+
 struct Pending {
   std::size_t offset;
   Finding finding;
@@ -629,7 +648,10 @@ void Checker::check_member_names(const Node& node, Place place, const std::strin
             (!elsewhere.empty() ? elsewhere
              : close            ? "; did you mean " + quoted(*nearest) + "?"
                                 : ""),
-        "ignored: the library does not read it");
+        "ignored: the library does not read it" +
+            (close && elsewhere.empty() && member(&node, *nearest) == nullptr
+                 ? section_loss(*nearest)
+                 : std::string()));
   }
 }
 

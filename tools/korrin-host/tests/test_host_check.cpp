@@ -740,3 +740,25 @@ TEST(CheckFixes, AQuotedTimeOfDigitsLosesItsQuotes) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(CheckSections, AMisspelledSectionSaysWhatIsLost) {
+  EXPECT_EQ(only(check_document(kHead + "\"updatedTme\": 1, " + kTail, {})).effect,
+            "ignored: the library does not read it; the template time is 0");
+  const Finding groups = only(check_document(kHead + "\"modelSpecificSetings\": []}}", {}));
+  EXPECT_EQ(groups.code, "K101");
+  EXPECT_EQ(groups.effect,
+            "ignored: the library does not read it; no model group is read: no accessory gets "
+            "model settings or a firmware decision");
+  // With the section present too, the misspelled copy loses nothing more.
+  EXPECT_EQ(only(check_document(kHead + "\"comonSettings\": [], " +
+                                    "\"commonSettings\": [{\"name\": \"n\", \"usageId\": 1, "
+                                    "\"value\": 2, \"access\": \"Admin\"}], " +
+                                    kTail,
+                                {}))
+                .effect,
+            "ignored: the library does not read it");
+}
+
+}  // namespace
