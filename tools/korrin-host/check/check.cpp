@@ -492,7 +492,8 @@ bool Checker::check_text(std::string& text) {
               !(lead == 0xF0 && second < 0x90) && !(lead == 0xF4 && second >= 0x90);
     }
     if (!valid) {
-      add("K002", Severity::kError, i, "", "the document is not text: invalid UTF-8 byte",
+      // The document is taken: its texts may change, so a warning.
+      add("K002", Severity::kWarning, i, "", "the document is not text: invalid UTF-8 byte",
           "the library passes the bytes on unchanged; texts from here may reach the device "
           "garbled");
       break;

@@ -45,6 +45,8 @@ struct FindingCode {
 
 /// The finding codes the checker emits, in code order. Where a code has more
 /// than one severity, the checker picks it by member or case:
+///   K002 error for a NUL byte; warning for invalid UTF-8 (the document is
+///        taken, its texts may reach the device garbled)
 ///   K106 error where accessories get nothing (modelSpecificSettings, models,
 ///        modelFirmware, a model group); warning elsewhere
 ///   K203 warning; info for an access value in another letter case
