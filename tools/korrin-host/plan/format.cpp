@@ -501,14 +501,23 @@ std::string summary_line(const PlanReport& report) {
   return line;
 }
 
+std::string previous_unreadable_note(const PlanReport& report) {
+  return "note: the previous document " + safe(report.previous_document.value_or("")) +
+         " cannot be read as JSON by the library, so every accessory rejected it: the changes "
+         "show every setting of this document as added";
+}
+
 std::string format_plan_text(const PlanReport& report, const TextOptions& options) {
   const Paint paint(options.color);
   std::ostringstream out;
   for (const korrin_check::Finding& finding : report.findings) {
     out << korrin_check::format_finding(finding, report.document_file, options.color) << "\n";
   }
+  if (report.previous_document && report.previous_unreadable) {
+    out << previous_unreadable_note(report) << "\n";
+  }
   if (!options.summary_only) {
-    if (!report.findings.empty()) {
+    if (!report.findings.empty() || (report.previous_document && report.previous_unreadable)) {
       out << "\n";
     }
     out << "Plan of " << safe(report.document_file) << " for " << report.accessories.size()
@@ -536,6 +545,9 @@ std::string format_plan_json(const PlanReport& report) {
   cJSON_AddItemToObject(root, "previousDocument",
                         string_or_null(report.previous_document.value_or(std::string()),
                                        report.previous_document.has_value()));
+  cJSON_AddItemToObject(root, "previousDocumentReadable",
+                        report.previous_document ? cJSON_CreateBool(!report.previous_unreadable)
+                                                 : cJSON_CreateNull());
   cJSON_AddItemToObject(root, "findings", korrin_check::findings_to_json(report.findings));
   cJSON* accessories = cJSON_AddArrayToObject(root, "accessories");
   for (const AccessoryPlan& plan : report.accessories) {

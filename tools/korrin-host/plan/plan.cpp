@@ -1,5 +1,7 @@
 #include "korrin_plan/plan.h"
 
+#include <cjson/cJSON.h>
+
 #include <map>
 #include <memory>
 #include <set>
@@ -469,6 +471,10 @@ PlanReport plan_document(const PlanRequest& request) {
   previous_host.log_forward = nullptr;  // its records are not this document's
   if (request.previous_document) {
     report.previous_document = request.previous_document_name;
+    // The library hands the document to its parser as a C string.
+    cJSON* previous = cJSON_Parse(request.previous_document->c_str());
+    report.previous_unreadable = previous == nullptr;
+    cJSON_Delete(previous);
   }
   for (const AccessoryFacts& facts : accessories) {
     AccessoryPlan plan = plan_accessory(request.document, facts, host, request.previous_time);

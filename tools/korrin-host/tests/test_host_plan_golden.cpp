@@ -52,6 +52,12 @@ std::string fleet_rejected(const std::vector<std::string>& ids) {
   return ids.empty() ? std::string() : not_taken(list, static_cast<int>(ids.size()), 7);
 }
 
+std::string previous_unreadable(const std::string& path) {
+  return "korrin-host plan: the previous document " + path +
+         " cannot be read as JSON by the library, so every accessory rejected it: the changes "
+         "show every setting of this document as added\n";
+}
+
 std::vector<PlanCase> cases() {
   std::vector<PlanCase> list;
   // Every example document for every example accessory, in both forms. The
@@ -182,7 +188,21 @@ std::vector<PlanCase> cases() {
                   {"plan", "--document", example("office"), "--previous",
                    kDocuments + "not_json.json", "--accessory", kAccessories + "hs-h9-03.json"},
                   0,
-                  ""});
+                  previous_unreadable("tests/data/plan/documents/not_json.json")});
+  // A binary file as the previous document: said on standard error, in the
+  // output and in the JSON.
+  list.push_back(
+      {"previous_binary.json",
+       {"plan", "--document", example("office"), "--previous", kDocuments + "binary.json",
+        "--accessory", kAccessories + "hs-h9-03.json", "--format", "json"},
+       0,
+       previous_unreadable("tests/data/plan/documents/binary.json")});
+  list.push_back(
+      {"previous_binary.txt",
+       {"plan", "--document", example("office"), "--previous", kDocuments + "binary.json",
+        "--accessory", kAccessories + "hs-h9-03.json", "--summary"},
+       0,
+       previous_unreadable("tests/data/plan/documents/binary.json")});
   // Colour: forced on, forced off; the output of the tests is no terminal,
   // so "auto" is off.
   const std::vector<std::string> coloured = {"plan",

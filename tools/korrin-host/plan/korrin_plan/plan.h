@@ -158,6 +158,10 @@ struct PlanReport {
   std::string previous_time;
   /// Names the previous document when the plan compares with one.
   std::optional<std::string> previous_document;
+  /// The library's parser cannot read the previous document (not JSON, or
+  /// cut by a NUL byte): every accessory rejected it, so every setting of
+  /// this document shows as added.
+  bool previous_unreadable = false;
   std::vector<AccessoryPlan> accessories;
   /// What the checker found in the document, in document order.
   std::vector<korrin_check::Finding> findings;
