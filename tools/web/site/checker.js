@@ -219,6 +219,11 @@ function renderSummary(report) {
   box.appendChild(text("strong", report.document));
   box.appendChild(text("span", `: ${parts.join(", ")}; exit status ${report.exitStatus}`));
   box.dataset.exitStatus = String(report.exitStatus);
+  if (report.previousDocumentReadable === false) {
+    box.appendChild(text("p", `note: the previous document ${report.previousDocument} cannot be ` +
+      "read as JSON by the library, so every accessory rejected it: the changes show every " +
+      "setting of this document as added", "previous-unreadable"));
+  }
 }
 
 function renderFindings(findings, total) {
