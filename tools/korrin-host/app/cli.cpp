@@ -149,6 +149,9 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
   text.color = plan_colour(plan.color, terminal, std::getenv("NO_COLOR"));
   out << (options.format == PlanFormat::kJson ? korrin_plan::format_plan_json(report)
                                               : korrin_plan::format_plan_text(report, text));
+  if (report.previous_document && report.previous_unreadable) {
+    err << "korrin-host plan: " << korrin_plan::previous_unreadable_note(report).substr(6) << "\n";
+  }
   std::string refused;
   int count = 0;
   for (const korrin_plan::AccessoryPlan& accessory : report.accessories) {

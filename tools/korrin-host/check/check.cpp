@@ -139,6 +139,26 @@ std::string dash_form(const std::string& version) {
   return out;
 }
 
+// The dash form of `version` when it is what the library compares piece by
+// piece: numbers joined by single separators, nothing before or after ("5.1.0"
+// gives "5-1-0"); "" for anything else ("v2.4.0 ", "1..2").
+std::string suggested_version(const std::string& version) {
+  std::string out;
+  bool digit_before = false;
+  for (char c : version) {
+    if (c >= '0' && c <= '9') {
+      out += c;
+      digit_before = true;
+    } else if (digit_before && !std::isalpha(static_cast<unsigned char>(c))) {
+      out += '-';
+      digit_before = false;
+    } else {
+      return std::string();
+    }
+  }
+  return digit_before ? out : std::string();
+}
+
 std::vector<std::string> split_version(const std::string& version) {
   std::vector<std::string> pieces(1);
   for (char c : version) {
@@ -207,6 +227,25 @@ std::string described(const Node& node) {
   }
 }
 
+// What is lost when the section `name` is missing because it was misspelled:
+// "" for members whose absence loses nothing beyond themselves.
+std::string section_loss(const std::string& name) {
+  if (name == KEY_COMMON_SETTINGS) {
+    return "; all common settings ignored: no accessory gets them";
+  }
+  if (name == KEY_MODEL_SPECIFIC_SETTINGS) {
+    return "; no model group is read: no accessory gets model settings or a firmware decision";
+  }
+  if (name == KEY_UPDATED_TIME) {
+    return "; the template time is 0";
+  }
+  if (name == KEY_FIRMWARE_PARAMS) {
+    return "; no model settings for this group, and the device is not told to take any "
+           "settings";
+  }
+  return std::string();
+}
+
 struct Pending {
   std::size_t offset;
   Finding finding;
@@ -243,8 +282,29 @@ class Checker {
     pending_.push_back({offset, {code, severity, 1, 1, pointer, message, effect}});
   }
 
+  // A member `name` missing from `node`: when an unknown member of `node`
+  // was taken for a misspelling of it, its K101 finding becomes this one,
+  // at the misspelled name, saying both.
+  void add_missing(const std::string& code, Severity severity, const Node& node,
+                   const std::string& name, std::size_t offset, const std::string& pointer,
+                   const std::string& message, const std::string& effect) {
+    auto found = suggested_.find({&node, name});
+    if (found == suggested_.end()) {
+      add(code, severity, offset, pointer, message, effect);
+      return;
+    }
+    Finding& finding = pending_[found->second.first].finding;
+    finding.code = code;
+    finding.severity = severity;
+    finding.message = message + "; " + quoted(found->second.second) +
+                      " is there instead: a misspelling of it, which the library ignores";
+    finding.effect = effect;
+  }
+
   bool check_text(std::string& text);
   void check_structure(const Node& root);
+  void check_control_characters(const Node& node, const std::string& pointer,
+                                const std::string& text);
   void check_member_names(const Node& node, Place place, const std::string& pointer,
                           const std::string& where);
   void check_template(const Node& node, const std::string& pointer);
@@ -260,10 +320,14 @@ class Checker {
   const std::string& document_;
   const std::vector<CheckedAccessory>& accessories_;
   std::vector<Pending> pending_;
+  /// (object, suggested known name) -> (index of the K101 in pending_, the
+  /// unknown name).
+  std::map<std::pair<const Node*, std::string>, std::pair<std::size_t, std::string>> suggested_;
   std::set<std::size_t> shadowed_groups_;
   /// The groups that give the given accessories their settings.
   std::set<int> settings_groups_;
   std::string template_pointer_;
+  const Node* template_node_ = nullptr;
   /// False when the library reads another member than the template: what
   /// the template says then reaches no accessory.
   bool template_read_ = true;
@@ -282,9 +346,24 @@ std::vector<Finding> Checker::run() {
   const std::string unreadable =
       "the library cannot read the document: nothing is configured and "
       "no firmware is decided";
+  // A NUL byte cuts the document: when its JSON ends unfinished there, the
+  // K002 finding at that byte says so, instead of a K003 at the same place.
+  if (tree == nullptr && text.size() < document_.size() && !pending_.empty() &&
+      pending_.front().offset == text.size() && (parsed.ok || parsed.error_offset >= text.size())) {
+    Finding& nul = pending_.front().finding;
+    nul.message += ", and the JSON is unfinished there";
+    nul.effect =
+        "the library reads the document only up to this byte and cannot parse that part: "
+        "nothing is configured and no firmware is decided";
+    return positioned();
+  }
   if (tree == nullptr) {
     if (!parsed.ok) {
-      add("K003", Severity::kError, parsed.error_offset, "", "JSON syntax error: " + parsed.error,
+      const bool comment = text.compare(parsed.error_offset, 2, "//") == 0 ||
+                           text.compare(parsed.error_offset, 2, "/*") == 0;
+      add("K003", Severity::kError, parsed.error_offset, "",
+          "JSON syntax error: " + parsed.error +
+              (comment ? "; JSON has no comments: remove the comment" : ""),
           unreadable);
     } else {
       std::size_t offset = 0;
@@ -307,7 +386,78 @@ std::vector<Finding> Checker::run() {
         "the library's parser stops after the first value and ignores everything from here on");
   }
   check_structure(parsed.root);
+  check_control_characters(parsed.root, "", text);
   return positioned();
+}
+
+// Control characters in the string values: the library passes them on (a
+// NUL ends its texts), and raw ones between the quotes are no JSON for other
+// tools. Member names are left to K101: no known name holds one.
+void Checker::check_control_characters(const Node& node, const std::string& pointer,
+                                       const std::string& text) {
+  for (std::size_t i = 0; i < node.children.size(); ++i) {
+    const Node& child = node.children[i];
+    check_control_characters(
+        child,
+        node.kind == Kind::kObject ? child_pointer(pointer, child.key) : child_pointer(pointer, i),
+        text);
+  }
+  if (node.kind != Kind::kString || node.offset >= text.size() || text[node.offset] != '"') {
+    return;
+  }
+  bool raw = false;
+  bool nul = false;
+  bool control = false;
+  std::size_t end = node.offset + 1;
+  while (end < text.size() && text[end] != '"') {
+    const auto c = static_cast<unsigned char>(text[end]);
+    if (c == '\\' && end + 1 < text.size()) {
+      const char escape = text[end + 1];
+      if (escape == 'u' && end + 5 < text.size()) {
+        const unsigned code =
+            static_cast<unsigned>(std::strtoul(text.substr(end + 2, 4).c_str(), nullptr, 16));
+        nul = nul || code == 0;
+        control = control || code < 0x20 || code == 0x7F;
+        end += 6;
+        continue;
+      }
+      control = control || std::string("bfnrt").find(escape) != std::string::npos;
+      end += 2;
+      continue;
+    }
+    if (c < 0x20) {
+      raw = true;
+      control = true;
+    }
+    control = control || c == 0x7F;
+    ++end;
+  }
+  if (!control) {
+    return;
+  }
+  const bool sent = same_ignoring_case(node.key, KEY_VALUE);
+  std::vector<std::string> effects;
+  if (nul) {
+    effects.push_back("the text is cut at the NUL: " + std::string(sent ? "sent" : "read") +
+                      " as " + quoted(node.text));
+  } else {
+    effects.push_back(sent ? "the device gets the control characters as they are"
+                           : "the library keeps the control characters in the text");
+  }
+  if (raw) {
+    effects.push_back(
+        "the library reads raw control characters between the quotes, but other JSON tools and "
+        "the document schema reject the document");
+  }
+  std::string joined;
+  for (const std::string& effect : effects) {
+    joined += (joined.empty() ? "" : "; ") + effect;
+  }
+  add("K006", Severity::kWarning, node.offset, pointer,
+      (nul ? "the text holds a NUL character after " + quoted(node.text)
+           : "the text " + quoted(node.text) + " holds control characters") +
+          (raw ? ", written raw between the quotes: write them as JSON escapes" : ""),
+      joined);
 }
 
 // Empty documents, NUL bytes and invalid UTF-8. Cuts `text` at a NUL byte,
@@ -342,7 +492,8 @@ bool Checker::check_text(std::string& text) {
               !(lead == 0xF0 && second < 0x90) && !(lead == 0xF4 && second >= 0x90);
     }
     if (!valid) {
-      add("K002", Severity::kError, i, "", "the document is not text: invalid UTF-8 byte",
+      // The document is taken: its texts may change, so a warning.
+      add("K002", Severity::kWarning, i, "", "the document is not text: invalid UTF-8 byte",
           "the library passes the bytes on unchanged; texts from here may reach the device "
           "garbled");
       break;
@@ -490,18 +641,25 @@ void Checker::check_member_names(const Node& node, Place place, const std::strin
         break;
       }
     }
+    if (elsewhere.empty() && close) {
+      suggested_[{&node, *nearest}] = {pending_.size(), child.key};
+    }
     add("K101", Severity::kWarning, child.key_offset, member_pointer,
         "unknown member " + quoted(child.key) + " in " + where +
             (!elsewhere.empty() ? elsewhere
              : close            ? "; did you mean " + quoted(*nearest) + "?"
                                 : ""),
-        "ignored: the library does not read it");
+        "ignored: the library does not read it" +
+            (close && elsewhere.empty() && member(&node, *nearest) == nullptr
+                 ? section_loss(*nearest)
+                 : std::string()));
   }
 }
 
 void Checker::check_template(const Node& node, const std::string& pointer) {
   check_member_names(node, Place::kTemplate, pointer, "the template");
   template_pointer_ = pointer;
+  template_node_ = &node;
   for (const CheckedAccessory& accessory : accessories_) {
     settings_groups_.insert(group_for(
         node, accessory.resolved_model.empty() ? accessory.model : accessory.resolved_model));
@@ -510,7 +668,9 @@ void Checker::check_template(const Node& node, const std::string& pointer) {
   if (const Node* time = member(&node, KEY_UPDATED_TIME)) {
     if (time->kind != Kind::kNumber) {
       add("K106", Severity::kWarning, time->offset, child_pointer(pointer, time->key),
-          quoted(time->key) + " is " + described(*time) + ", not a number",
+          quoted(time->key) + " is " + described(*time) + ", not a number" +
+              (time->kind == Kind::kString && all_decimal_digits(time->text) ? ": remove the quotes"
+                                                                             : ""),
           "the library reads the time as 0, so configure requests are compared with 0");
     }
   }
@@ -617,14 +777,18 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     const Node* usage = member(&entry, KEY_USAGE_ID);
     const Node* value = member(&entry, KEY_VALUE);
     const Node* access = member(&entry, KEY_ACCESS);
-    const auto at = [&](const Node* item) { return item != nullptr ? item->offset : entry.offset; };
     const auto pointer_of = [&](const Node* item) {
       return item != nullptr ? child_pointer(entry_pointer, item->key) : entry_pointer;
     };
 
     if (name == nullptr || name->kind == Kind::kNull) {
-      add("K206", Severity::kWarning, at(name), pointer_of(name),
-          entry_label + " has no " + quoted(KEY_NAME), dropped);
+      if (name == nullptr) {
+        add_missing("K206", Severity::kWarning, entry, KEY_NAME, entry.offset, entry_pointer,
+                    entry_label + " has no " + quoted(KEY_NAME), dropped);
+      } else {
+        add("K206", Severity::kWarning, name->offset, pointer_of(name),
+            entry_label + " has no " + quoted(KEY_NAME), dropped);
+      }
       continue;
     }
     if (name->kind != Kind::kString) {
@@ -640,18 +804,33 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     }
     const std::string setting = "setting " + quoted(name->text) + " in " + section;
     if (usage == nullptr || usage->kind == Kind::kNull) {
-      add("K206", Severity::kWarning, at(usage), pointer_of(usage),
-          setting + " has no " + quoted(KEY_USAGE_ID), dropped);
+      if (usage == nullptr) {
+        add_missing("K206", Severity::kWarning, entry, KEY_USAGE_ID, entry.offset, entry_pointer,
+                    setting + " has no " + quoted(KEY_USAGE_ID), dropped);
+      } else {
+        add("K206", Severity::kWarning, usage->offset, pointer_of(usage),
+            setting + " has no " + quoted(KEY_USAGE_ID), dropped);
+      }
       continue;
     }
     if (value == nullptr || value->kind == Kind::kNull) {
-      add("K206", Severity::kWarning, at(value), pointer_of(value),
-          setting + " has no " + quoted(KEY_VALUE), dropped);
+      if (value == nullptr) {
+        add_missing("K206", Severity::kWarning, entry, KEY_VALUE, entry.offset, entry_pointer,
+                    setting + " has no " + quoted(KEY_VALUE), dropped);
+      } else {
+        add("K206", Severity::kWarning, value->offset, pointer_of(value),
+            setting + " has no " + quoted(KEY_VALUE), dropped);
+      }
       continue;
     }
     if (access == nullptr || access->kind == Kind::kNull) {
-      add("K206", Severity::kWarning, at(access), pointer_of(access),
-          setting + " has no " + quoted(KEY_ACCESS), dropped);
+      if (access == nullptr) {
+        add_missing("K206", Severity::kWarning, entry, KEY_ACCESS, entry.offset, entry_pointer,
+                    setting + " has no " + quoted(KEY_ACCESS), dropped);
+      } else {
+        add("K206", Severity::kWarning, access->offset, pointer_of(access),
+            setting + " has no " + quoted(KEY_ACCESS), dropped);
+      }
       continue;
     }
     if (access->kind != Kind::kString) {
@@ -720,13 +899,13 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     }
     if (spelled == nullptr) {
       add("K203", Severity::kWarning, access->offset, pointer_of(access),
-          "access " + quoted(access->text) + " of " + setting + " is not " + quoted(ACCESS_ADMIN) +
-              ", " + quoted(ACCESS_USER) + " or " + quoted(ACCESS_BOTH),
+          "access " + quoted(access->text) + " of " + setting + " is unknown: write " +
+              quoted(ACCESS_ADMIN) + ", " + quoted(ACCESS_USER) + " or " + quoted(ACCESS_BOTH),
           "stored as " + quoted(ACCESS_USER) +
               ", not sent: the device takes User settings only on a reset");
     } else if (access->text != *spelled) {
       add("K203", Severity::kInfo, access->offset, pointer_of(access),
-          "access " + quoted(access->text) + " of " + setting + " is spelled " + quoted(*spelled),
+          "access " + quoted(access->text) + " of " + setting + " is read as " + quoted(*spelled),
           "works as " + quoted(*spelled) +
               ": the library compares access values ignoring letter "
               "case");
@@ -829,9 +1008,23 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
     } else {
       effect = "the administrator value the accessory receives " + left_over;
     }
+    // The other half under another usage id.
+    const std::string& own = record.first.name;
+    const std::string partner =
+        own.substr(0, own.size() - (has_admin ? 5 : 4)) + (has_admin ? "User" : "Admin");
+    std::string elsewhere;
+    for (const auto& other : seen) {
+      if (other.first != item.first && !other.second.plain && other.second.half != nullptr &&
+          other.second.first.name == partner) {
+        elsewhere = "; " + quoted(partner) + " is under usage id " + std::to_string(other.first) +
+                    ": the two halves need the same usage id";
+        break;
+      }
+    }
     add("K204", Severity::kWarning, record.half->offset, record.half_pointer,
         quoted(ACCESS_BOTH) + " setting " + quoted(record.first.name) + " (usage id " +
-            std::to_string(item.first) + ") in " + section + " has no " + quoted(missing) + " half",
+            std::to_string(item.first) + ") in " + section + " has no " + quoted(missing) +
+            " half" + elsewhere,
         effect);
   }
 
@@ -865,8 +1058,8 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
   check_member_names(node, Place::kModelGroup, group.pointer, group.label);
   const Node* models = member(&node, KEY_MODELS);
   if (models == nullptr) {
-    add("K305", Severity::kError, node.offset, group.pointer,
-        group.label + " has no " + quoted(KEY_MODELS), "the group matches no accessory");
+    add_missing("K305", Severity::kError, node, KEY_MODELS, node.offset, group.pointer,
+                group.label + " has no " + quoted(KEY_MODELS), "the group matches no accessory");
   } else {
     const std::string models_pointer = child_pointer(group.pointer, models->key);
     if (models->kind == Kind::kObject) {
@@ -906,8 +1099,8 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
       "accessories of this group get no model settings and no firmware decision, and the "
       "library reports the document as failed for them";
   if (firmware == nullptr) {
-    add("K305", Severity::kError, node.offset, group.pointer,
-        group.label + " has no " + quoted(KEY_MODEL_FIRMWARE), nothing);
+    add_missing("K305", Severity::kError, node, KEY_MODEL_FIRMWARE, node.offset, group.pointer,
+                group.label + " has no " + quoted(KEY_MODEL_FIRMWARE), nothing);
     return;
   }
   const std::string firmware_pointer = child_pointer(group.pointer, firmware->key);
@@ -939,7 +1132,8 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
   const Node* name = member(&entry, KEY_FIRMWARE_NAME);
   bool latest = false;
   if (name == nullptr) {
-    add("K305", Severity::kError, entry.offset, entry_pointer,
+    add_missing(
+        "K305", Severity::kError, entry, KEY_FIRMWARE_NAME, entry.offset, entry_pointer,
         entry_label + " has no " + quoted(KEY_FIRMWARE_NAME),
         "the firmware step fails: no firmware is decided and the library reports the document "
         "as failed for accessories of this group");
@@ -954,9 +1148,9 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
   const Node* version = member(&entry, KEY_FIRMWARE_VERSION);
   if (name != nullptr && !latest) {
     if (version == nullptr) {
-      add("K305", Severity::kWarning, entry.offset, entry_pointer,
-          entry_label + " has no " + quoted(KEY_FIRMWARE_VERSION),
-          "read as an empty version: no firmware is requested");
+      add_missing("K305", Severity::kWarning, entry, KEY_FIRMWARE_VERSION, entry.offset,
+                  entry_pointer, entry_label + " has no " + quoted(KEY_FIRMWARE_VERSION),
+                  "read as an empty version: no firmware is requested");
     } else if (version->kind != Kind::kString) {
       add("K106", Severity::kWarning, version->offset, child_pointer(entry_pointer, version->key),
           quoted(version->key) + " of " + entry_label + " is " + described(*version) +
@@ -967,11 +1161,39 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
           "firmware version of " + group.label + " is empty", "no firmware is requested");
     } else if (!same_ignoring_case(version->text, FIRMWARE_CURRENT) &&
                unreadable_version(version->text)) {
-      const std::string suggestion = dash_form(version->text);
+      const std::string suggestion = suggested_version(version->text);
+      // The accessories of this group that already run the suggested version
+      // written with other separators: the library compares names as text.
+      std::string same;
+      for (const CheckedAccessory& accessory : accessories_) {
+        const std::string model =
+            accessory.resolved_model.empty() ? accessory.model : accessory.resolved_model;
+        const bool dongle = !accessory.dongle_model.empty();
+        const std::string running =
+            dongle ? accessory.dongle_firmware_version : accessory.firmware_version;
+        if (!suggestion.empty() && running != suggestion && dash_form(running) == suggestion &&
+            group_for(*template_node_, dongle ? accessory.dongle_model : model) ==
+                static_cast<int>(group.index)) {
+          same += (same.empty() ? "accessory " : ", accessory ") + quoted(accessory.id) + " (" +
+                  quoted(running) + ")";
+        }
+      }
+      std::string advice;
+      if (suggestion.empty()) {
+        advice = "; write the version as the accessory reports it: numbers joined by \"-\"";
+      } else if (same.empty()) {
+        advice = "; write " + quoted(suggestion);
+      } else {
+        advice = "; but " + quoted(suggestion) + " is what " + same +
+                 " runs, with other separators: for " + quoted(suggestion) +
+                 " the library requests an upgrade to " + quoted(suggestion) +
+                 " anyway (it compares versions as text, so the same firmware is installed "
+                 "again); write " +
+                 quoted(FIRMWARE_CURRENT) + " to keep the running firmware";
+      }
       add("K301", Severity::kWarning, version->offset, child_pointer(entry_pointer, version->key),
           "firmware version " + quoted(version->text) + " of " + group.label +
-              " cannot be read: only letters, digits and \"-\" are allowed" +
-              (suggestion.empty() ? std::string() : "; write " + quoted(suggestion)),
+              " cannot be read: only letters, digits and \"-\" are allowed" + advice,
           "no firmware is requested: the library treats the version as needing no upgrade");
     }
   }
@@ -982,7 +1204,8 @@ void Checker::check_group(const Group& group, const std::map<int, StoredEntry>& 
   const bool gives_settings =
       accessories_.empty() || settings_groups_.count(static_cast<int>(group.index)) > 0;
   if (params == nullptr && !common.empty() && gives_settings) {
-    add("K305", Severity::kWarning, entry.offset, entry_pointer,
+    add_missing(
+        "K305", Severity::kWarning, entry, KEY_FIRMWARE_PARAMS, entry.offset, entry_pointer,
         entry_label + " has no " + quoted(KEY_FIRMWARE_PARAMS),
         "the device is not told to take any settings: for accessories of this group the common "
         "settings are stored but not sent");
@@ -1054,7 +1277,8 @@ void Checker::check_shadowing(const std::vector<Group>& groups) {
           models->kind == Kind::kObject ? child_pointer(models_pointer, model.key)
                                         : child_pointer(models_pointer, j),
           "model name " + quoted(text) + " of " + groups[g].label + " is shadowed by " +
-              quoted(best_name) + " of the earlier " + groups[best].label + ", which is part of it",
+              quoted(best_name) + " of the earlier " + groups[best].label +
+              ", which is part of it: list the more specific group first",
           "accessories whose model contains " + quoted(text) + " take the earlier " +
               groups[best].label);
     }
@@ -1187,7 +1411,8 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
         "firmware " + quoted(candidate) + " of " + group.label + " is older than the version " +
             quoted(running) + " that " +
             (dongle ? "the dongle " + quoted(firmware_model) + " of " : std::string()) +
-            "accessory " + quoted(accessory.id) + " (" + model + ") runs",
+            "accessory " + quoted(accessory.id) + " (" + model + ") runs; write " +
+            quoted(FIRMWARE_CURRENT) + " to keep the running firmware",
         "downgrade: the library requests it, and the accessory is taken back from " +
             quoted(running) + " to " + quoted(candidate));
   }
@@ -1200,8 +1425,10 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
     if (models == nullptr || models->children.empty()) {
       continue;
     }
-    // Which accessory the group would match but an earlier group takes.
+    // Which accessory the group would match but an earlier group takes, and
+    // which one it would match but for letter case.
     std::string taken;
+    std::string other_case;
     for (const CheckedAccessory& accessory : accessories_) {
       const std::string model =
           accessory.resolved_model.empty() ? accessory.model : accessory.resolved_model;
@@ -1209,13 +1436,19 @@ void Checker::check_accessories(const Node& template_node, const std::vector<Gro
         if (name.kind == Kind::kString && !name.text.empty() &&
             model.find(name.text) != std::string::npos) {
           taken = model;
+        } else if (name.kind == Kind::kString && !name.text.empty() && other_case.empty() &&
+                   lower(model).find(lower(name.text)) != std::string::npos) {
+          other_case = "; " + quoted(name.text) + " differs from the model " + quoted(model) +
+                       " of accessory " + quoted(accessory.id) +
+                       " only in letter case: the library matches model names case-sensitively";
         }
       }
     }
     add("K302", Severity::kInfo, groups[g].node->offset, groups[g].pointer,
         groups[g].label + " matches none of the given accessories" +
             (taken.empty() ? std::string()
-                           : ": " + quoted(taken) + " takes an earlier group that also names it"),
+                           : ": " + quoted(taken) + " takes an earlier group that also names it") +
+            other_case,
         "the group's settings and firmware are not used by any of them");
   }
 }
@@ -1251,6 +1484,10 @@ std::vector<Finding> Checker::positioned() {
 }
 
 }  // namespace
+
+bool older_firmware_version(const std::string& candidate, const std::string& running) {
+  return older_version(candidate, running);
+}
 
 std::vector<Finding> check_document(const std::string& document,
                                     const std::vector<CheckedAccessory>& accessories) {

@@ -9,10 +9,11 @@ const std::vector<FindingCode>& finding_codes() {
   using S = Severity;
   static const std::vector<FindingCode> table = {
       {"K001", "empty file", {S::kError}},
-      {"K002", "not text: NUL byte, invalid UTF-8", {S::kError}},
+      {"K002", "not text: NUL byte, invalid UTF-8", {S::kError, S::kWarning}},
       {"K003", "JSON syntax error", {S::kError}},
       {"K004", "root is not an object", {S::kWarning}},
       {"K005", "content after the document's end", {S::kWarning}},
+      {"K006", "control characters in a text", {S::kWarning}},
       {"K101", "unknown member, with the nearest known name", {S::kWarning}},
       {"K102", "member spelled in another letter case", {S::kInfo}},
       {"K103", "the same member twice in one object", {S::kWarning}},

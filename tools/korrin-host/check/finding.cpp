@@ -118,6 +118,29 @@ std::string escape_control_characters(const std::string& text) {
   return out;
 }
 
+std::string replace_invalid_utf8(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  std::size_t i = 0;
+  while (i < text.size()) {
+    if (static_cast<unsigned char>(text[i]) < 0x80) {
+      out += text[i];
+      ++i;
+      continue;
+    }
+    unsigned code = 0;
+    const std::size_t length = utf8_sequence(text, i, code);
+    if (length == 0) {
+      out += "\xEF\xBF\xBD";
+      ++i;
+    } else {
+      out.append(text, i, length);
+      i += length;
+    }
+  }
+  return out;
+}
+
 std::string format_finding(const Finding& finding, const std::string& file_name, bool colour) {
   std::string severity = severity_name(finding.severity);
   std::string code = finding.code;

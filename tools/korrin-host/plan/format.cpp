@@ -121,8 +121,10 @@ std::string record_line(const LogRecord& record) {
 }
 
 std::string short_firmware(const FirmwarePlan& firmware) {
-  return firmware.action == FirmwarePlan::kUpgrade ? "upgrade to " + safe(firmware.version)
-                                                   : firmware_action_name(firmware.action);
+  if (firmware.action != FirmwarePlan::kUpgrade) {
+    return firmware_action_name(firmware.action);
+  }
+  return (firmware.downgrade ? "downgrade to " : "upgrade to ") + safe(firmware.version);
 }
 
 int sent_count(const AccessoryPlan& plan) {
@@ -267,7 +269,10 @@ struct Totals {
   int rejected = 0;
   int not_configured = 0;
   int settings_sent = 0;
+  /// Every firmware request, downgrades included: the library asks for both
+  /// with the same call.
   int upgrades = 0;
+  int downgrades = 0;
   int delegated = 0;
   int warnings = 0;
   int findings = 0;
@@ -282,6 +287,8 @@ Totals totals_of(const PlanReport& report) {
     totals.not_configured += plan.outcome == DocumentOutcome::kNotConfigured ? 1 : 0;
     totals.settings_sent += sent_count(plan);
     totals.upgrades += plan.firmware.action == FirmwarePlan::kUpgrade ? 1 : 0;
+    totals.downgrades +=
+        plan.firmware.action == FirmwarePlan::kUpgrade && plan.firmware.downgrade ? 1 : 0;
     totals.delegated += plan.firmware.action == FirmwarePlan::kDelegate ? 1 : 0;
     totals.warnings += static_cast<int>(plan.warnings.size());
   }
@@ -305,7 +312,12 @@ void write_summary_table(std::ostream& out, const PlanReport& report) {
   }
   out << table(rows, "  ");
   out << "  accessories configured: " << totals.configured << " of " << totals.accessories << "\n";
-  out << "  upgrades requested: " << totals.upgrades << "\n";
+  if (totals.downgrades == 0) {
+    out << "  upgrades requested: " << totals.upgrades << "\n";
+  } else {
+    out << "  firmware requests: " << totals.upgrades << " ("
+        << counted(totals.downgrades, "downgrade", "downgrades") << ")\n";
+  }
   out << "  warnings: " << totals.warnings << "\n";
 }
 
@@ -334,6 +346,8 @@ cJSON* firmware_to_json(const FirmwarePlan& plan_firmware) {
   cJSON_AddItemToObject(
       firmware, "name",
       string_or_null(plan_firmware.name, plan_firmware.action == FirmwarePlan::kUpgrade));
+  cJSON_AddBoolToObject(firmware, "downgrade",
+                        plan_firmware.action == FirmwarePlan::kUpgrade && plan_firmware.downgrade);
   return firmware;
 }
 
@@ -479,9 +493,18 @@ std::string summary_line(const PlanReport& report) {
     line += ", " + std::to_string(totals.not_configured) + " not configured";
   }
   line += "; " + counted(totals.settings_sent, "setting sent", "settings sent") + ", " +
-          counted(totals.upgrades, "upgrade", "upgrades") + "; " +
-          counted(totals.findings, "finding", "findings");
+          (totals.downgrades == 0
+               ? counted(totals.upgrades, "upgrade", "upgrades")
+               : counted(totals.upgrades, "firmware request", "firmware requests") + " (" +
+                     counted(totals.downgrades, "downgrade", "downgrades") + ")") +
+          "; " + counted(totals.findings, "finding", "findings");
   return line;
+}
+
+std::string previous_unreadable_note(const PlanReport& report) {
+  return "note: the previous document " + safe(report.previous_document.value_or("")) +
+         " cannot be read as JSON by the library, so every accessory rejected it: the changes "
+         "show every setting of this document as added";
 }
 
 std::string format_plan_text(const PlanReport& report, const TextOptions& options) {
@@ -490,8 +513,11 @@ std::string format_plan_text(const PlanReport& report, const TextOptions& option
   for (const korrin_check::Finding& finding : report.findings) {
     out << korrin_check::format_finding(finding, report.document_file, options.color) << "\n";
   }
+  if (report.previous_document && report.previous_unreadable) {
+    out << previous_unreadable_note(report) << "\n";
+  }
   if (!options.summary_only) {
-    if (!report.findings.empty()) {
+    if (!report.findings.empty() || (report.previous_document && report.previous_unreadable)) {
       out << "\n";
     }
     out << "Plan of " << safe(report.document_file) << " for " << report.accessories.size()
@@ -519,6 +545,9 @@ std::string format_plan_json(const PlanReport& report) {
   cJSON_AddItemToObject(root, "previousDocument",
                         string_or_null(report.previous_document.value_or(std::string()),
                                        report.previous_document.has_value()));
+  cJSON_AddItemToObject(root, "previousDocumentReadable",
+                        report.previous_document ? cJSON_CreateBool(!report.previous_unreadable)
+                                                 : cJSON_CreateNull());
   cJSON_AddItemToObject(root, "findings", korrin_check::findings_to_json(report.findings));
   cJSON* accessories = cJSON_AddArrayToObject(root, "accessories");
   for (const AccessoryPlan& plan : report.accessories) {
@@ -530,6 +559,7 @@ std::string format_plan_json(const PlanReport& report) {
   cJSON_AddNumberToObject(summary, "rejected", totals.rejected);
   cJSON_AddNumberToObject(summary, "notConfigured", totals.not_configured);
   cJSON_AddNumberToObject(summary, "upgradesRequested", totals.upgrades);
+  cJSON_AddNumberToObject(summary, "downgradesRequested", totals.downgrades);
   cJSON_AddNumberToObject(summary, "delegated", totals.delegated);
   cJSON_AddNumberToObject(summary, "warnings", totals.warnings);
   cJSON_AddNumberToObject(summary, "settingsSent", totals.settings_sent);
@@ -538,7 +568,10 @@ std::string format_plan_json(const PlanReport& report) {
   std::string text;
   print_json(root, "", text);
   cJSON_Delete(root);
-  return text + "\n";
+  // Texts from the document or the accessories may hold bytes that are not
+  // UTF-8; cJSON copies them into its strings unchanged, and JSON must be
+  // UTF-8. Outside strings cJSON writes ASCII only.
+  return korrin_check::replace_invalid_utf8(text) + "\n";
 }
 
 }  // namespace korrin_plan

@@ -1,5 +1,7 @@
 #include "korrin_plan/plan.h"
 
+#include <cjson/cJSON.h>
+
 #include <map>
 #include <memory>
 #include <set>
@@ -47,7 +49,8 @@ const char* firmware_action_name(FirmwarePlan::Action action) {
 std::string describe_firmware(const FirmwarePlan& firmware) {
   switch (firmware.action) {
     case FirmwarePlan::kUpgrade:
-      return "upgrade to " + firmware.version + " requested (firmware name " + firmware.name + ")";
+      return (firmware.downgrade ? "downgrade to " : "upgrade to ") + firmware.version +
+             " requested (firmware name " + firmware.name + ")";
     case FirmwarePlan::kDelegate: return "upgrade delegated to the host's driver";
     case FirmwarePlan::kStay: return "stay on the running firmware";
     case FirmwarePlan::kNothing:
@@ -300,6 +303,10 @@ FirmwarePlan firmware_of(const AccessoryPlan& plan, const ObservedConfig& observ
       firmware.action = FirmwarePlan::kUpgrade;
       firmware.version = call.firmware_version;
       firmware.name = call.firmware_name;
+      firmware.downgrade = korrin_check::older_firmware_version(
+          call.firmware_version, plan.facts.dongle_model.empty()
+                                     ? plan.facts.firmware_version
+                                     : plan.facts.dongle_firmware_version);
       return firmware;
     }
     if (call.kind == DeviceCall::kDelegateUpgrade) {
@@ -464,6 +471,10 @@ PlanReport plan_document(const PlanRequest& request) {
   previous_host.log_forward = nullptr;  // its records are not this document's
   if (request.previous_document) {
     report.previous_document = request.previous_document_name;
+    // The library hands the document to its parser as a C string.
+    cJSON* previous = cJSON_Parse(request.previous_document->c_str());
+    report.previous_unreadable = previous == nullptr;
+    cJSON_Delete(previous);
   }
   for (const AccessoryFacts& facts : accessories) {
     AccessoryPlan plan = plan_accessory(request.document, facts, host, request.previous_time);

@@ -107,7 +107,7 @@ TEST(CheckGolden, EachFindingCodeHasItsDocument) {
   for (const std::string& name : documents) {
     codes.push_back(name.substr(0, 4));
   }
-  ASSERT_EQ(korrin_check::finding_codes().size(), 23u);
+  ASSERT_EQ(korrin_check::finding_codes().size(), 24u);
   for (const korrin_check::FindingCode& row : korrin_check::finding_codes()) {
     EXPECT_NE(std::find(codes.begin(), codes.end(), row.code), codes.end()) << row.code;
   }
@@ -527,3 +527,238 @@ TEST(CheckUnconfigured, WithoutModelGroupsTheEffectNamesTheConfiguredOnes) {
             "none: the library has no configuration object for their types and never configures "
             "them, whatever the document says");
 }
+
+namespace {
+
+const std::string kGroups = "\"modelSpecificSettings\": [{\"models\": [\"Zelor\"], ";
+
+std::string firmware_document(const std::string& version) {
+  return kHead + kGroups +
+         "\"modelFirmware\": [{\"firmwareName\": \"fw\", \"firmwareVersion\": \"" + version +
+         "\"}]}]}}";
+}
+
+CheckedAccessory running(const std::string& version) {
+  CheckedAccessory accessory;
+  accessory.id = "hs-1";
+  accessory.type = 1;
+  accessory.model = "Zelor H-9";
+  accessory.firmware_version = version;
+  return accessory;
+}
+
+TEST(CheckFirmwareVersion, TheDashFormIsSuggestedOnlyForNumbersJoinedBySeparators) {
+  EXPECT_EQ(only(check_document(firmware_document("5.1.0"), {})).message,
+            "firmware version \"5.1.0\" of model group \"Zelor\" cannot be read: only letters, "
+            "digits and \"-\" are allowed; write \"5-1-0\"");
+  for (const std::string version : {"v2.4.0 ", "2.4.0 ", "2..4", ".2.4"}) {
+    EXPECT_EQ(only(check_document(firmware_document(version), {})).message,
+              "firmware version \"" + version +
+                  "\" of model group \"Zelor\" cannot be read: only letters, digits and \"-\" "
+                  "are allowed; write the version as the accessory reports it: numbers joined by "
+                  "\"-\"");
+  }
+}
+
+TEST(CheckFirmwareVersion, TheDashFormOfTheRunningVersionWarnsOfTheSameFirmwareAgain) {
+  const Finding f = only(check_document(firmware_document("1.4.2"), {running("1.4.2")}));
+  EXPECT_EQ(f.code, "K301");
+  EXPECT_EQ(f.message,
+            "firmware version \"1.4.2\" of model group \"Zelor\" cannot be read: only letters, "
+            "digits and \"-\" are allowed; but \"1-4-2\" is what accessory \"hs-1\" (\"1.4.2\") "
+            "runs, with other separators: for \"1-4-2\" the library requests an upgrade to "
+            "\"1-4-2\" anyway (it compares versions as text, so the same firmware is installed "
+            "again); write \"Current\" to keep the running firmware");
+  // Another running version: the plain suggestion.
+  EXPECT_EQ(only(check_document(firmware_document("1.4.2"), {running("1.4.1")})).message,
+            "firmware version \"1.4.2\" of model group \"Zelor\" cannot be read: only letters, "
+            "digits and \"-\" are allowed; write \"1-4-2\"");
+}
+
+const std::string kTail =
+    "\"modelSpecificSettings\": [{\"models\": [\"Zelor\"], \"modelFirmware\": "
+    "[{\"firmwareName\": \"LATEST\", \"firmwareParams\": [{\"name\": \"m\", \"usageId\": 2, "
+    "\"value\": 3, \"access\": \"Admin\"}]}]}]}}";
+
+std::string common_value(const std::string& value) {
+  return kHead + "\"commonSettings\": [{\"name\": \"n\", \"usageId\": 1, \"value\": " + value +
+         ", \"access\": \"Admin\"}], " + kTail;
+}
+
+TEST(CheckControlCharacters, EscapedOnesReachTheDevice) {
+  const Finding f = only(check_document(common_value("\"a\\nb\""), {}));
+  EXPECT_EQ(f.code, "K006");
+  EXPECT_EQ(f.severity, korrin_check::Severity::kWarning);
+  EXPECT_EQ(f.pointer, "/templateConfiguration/commonSettings/0/value");
+  EXPECT_EQ(f.message, "the text \"a\nb\" holds control characters");
+  EXPECT_EQ(f.effect, "the device gets the control characters as they are");
+  EXPECT_EQ(only(check_document(common_value("\"\\u001b[31m\""), {})).message,
+            "the text \"\x1b[31m\" holds control characters");
+}
+
+TEST(CheckControlCharacters, ANulCutsTheText) {
+  const Finding f = only(check_document(common_value("\"hi\\u0000gh\""), {}));
+  EXPECT_EQ(f.code, "K006");
+  EXPECT_EQ(f.message, "the text holds a NUL character after \"hi\"");
+  EXPECT_EQ(f.effect, "the text is cut at the NUL: sent as \"hi\"");
+}
+
+TEST(CheckControlCharacters, RawOnesAreNoJsonForOtherTools) {
+  const Finding f = only(check_document(common_value("\"a\x01z\""), {}));
+  EXPECT_EQ(f.code, "K006");
+  EXPECT_EQ(f.message,
+            "the text \"a\x01z\" holds control characters, written raw between the quotes: "
+            "write them as JSON escapes");
+  EXPECT_EQ(f.effect,
+            "the device gets the control characters as they are; the library reads raw control "
+            "characters between the quotes, but other JSON tools and the document schema reject "
+            "the document");
+  // Other texts than values: kept in the text, not sent as a value.
+  EXPECT_EQ(only(check_document(kHead + "\"modelSpecificSettings\": [{\"models\": [\"Zel\\tor\"], "
+                                        "\"modelFirmware\": [{\"firmwareName\": \"LATEST\"}]}]}}",
+                                {}))
+                .effect,
+            "the library keeps the control characters in the text");
+  // Plain texts and escaped quotes are no finding.
+  EXPECT_TRUE(check_document(common_value("\"say \\\"hi\\\" \\u00e9\""), {}).empty());
+}
+
+TEST(CheckOnce, AMisspelledNeededMemberIsOneFindingAtTheMisspelling) {
+  const Finding version = only(check_document(
+      kHead + kGroups +
+          "\"modelFirmware\": [{\"firmwareName\": \"fw\", \"firmwareVerison\": \"1-2\"}]}]}}",
+      {}));
+  EXPECT_EQ(version.code, "K305");
+  EXPECT_EQ(version.severity, korrin_check::Severity::kWarning);
+  EXPECT_EQ(version.pointer,
+            "/templateConfiguration/modelSpecificSettings/0/modelFirmware/0/firmwareVerison");
+  EXPECT_EQ(version.message,
+            "the firmware entry of model group \"Zelor\" has no \"firmwareVersion\"; "
+            "\"firmwareVerison\" is there instead: a misspelling of it, which the library ignores");
+  EXPECT_EQ(version.effect, "read as an empty version: no firmware is requested");
+
+  const Finding models = only(check_document(
+      kHead + "\"modelSpecificSettings\": [{\"model\": [\"Zelor\"], \"modelFirmware\": "
+              "[{\"firmwareName\": \"LATEST\"}]}]}}",
+      {}));
+  EXPECT_EQ(models.code, "K305");
+  EXPECT_EQ(models.severity, korrin_check::Severity::kError);
+  EXPECT_EQ(models.column, 55);
+  EXPECT_EQ(models.message,
+            "model group 1 has no \"models\"; \"model\" is there instead: a misspelling of it, "
+            "which the library ignores");
+
+  const Finding value = only(check_document(
+      kHead +
+          "\"commonSettings\": [{\"name\": \"n\", \"usageId\": 1, \"vaule\": 2, \"access\": "
+          "\"Admin\"}], " +
+          kTail,
+      {}));
+  EXPECT_EQ(value.code, "K206");
+  EXPECT_EQ(value.message,
+            "setting \"n\" in the common settings has no \"value\"; \"vaule\" is there instead: a "
+            "misspelling of it, which the library ignores");
+  EXPECT_EQ(value.effect, "entry dropped");
+}
+
+TEST(CheckOnce, ANulByteThatCutsTheJsonIsOneFinding) {
+  const Finding f = only(check_document(kHead + std::string("\0}}", 3), {}));
+  EXPECT_EQ(f.code, "K002");
+  EXPECT_EQ(f.column, 28);
+  EXPECT_EQ(f.message,
+            "the document is not text: it contains a NUL byte, and the JSON is unfinished there");
+  EXPECT_EQ(f.effect,
+            "the library reads the document only up to this byte and cannot parse that part: "
+            "nothing is configured and no firmware is decided");
+}
+
+}  // namespace
+
+namespace {
+
+TEST(CheckFixes, AnAccessInAnotherLetterCaseIsReadAsTheKnownOne) {
+  const Finding f = only(check_document(
+      kHead +
+          "\"commonSettings\": [{\"name\": \"n\", \"usageId\": 1, \"value\": 2, \"access\": "
+          "\"admin\"}], " +
+          kTail,
+      {}));
+  EXPECT_EQ(f.code, "K203");
+  EXPECT_EQ(f.message,
+            "access \"admin\" of setting \"n\" in the common settings is read as \"Admin\"");
+}
+
+TEST(CheckFixes, HalvesUnderTwoUsageIdsAreNamed) {
+  const std::vector<Finding> findings = check_document(
+      kHead +
+          "\"commonSettings\": ["
+          "{\"name\": \"tone_Admin\", \"usageId\": 7, \"value\": 1, \"access\": \"Both\"}, "
+          "{\"name\": \"tone_User\", \"usageId\": 8, \"value\": 2, \"access\": \"Both\"}], " +
+          kTail,
+      {});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].message,
+            "\"Both\" setting \"tone_Admin\" (usage id 7) in the common settings has no \"_User\" "
+            "half; \"tone_User\" is under usage id 8: the two halves need the same usage id");
+  EXPECT_EQ(findings[1].message,
+            "\"Both\" setting \"tone_User\" (usage id 8) in the common settings has no \"_Admin\" "
+            "half; \"tone_Admin\" is under usage id 7: the two halves need the same usage id");
+}
+
+TEST(CheckFixes, AGroupNameInAnotherLetterCaseIsSaidSo) {
+  CheckedAccessory accessory = running("5-0-2");
+  const std::vector<Finding> findings = check_document(
+      kHead +
+          "\"modelSpecificSettings\": [{\"models\": [\"zelor h-9\"], \"modelFirmware\": "
+          "[{\"firmwareName\": \"LATEST\"}]}]}}",
+      {accessory});
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].code, "K306");
+  EXPECT_EQ(findings[1].code, "K302");
+  EXPECT_EQ(findings[1].message,
+            "model group \"zelor h-9\" matches none of the given accessories; \"zelor h-9\" "
+            "differs from the model \"Zelor H-9\" of accessory \"hs-1\" only in letter case: the "
+            "library matches model names case-sensitively");
+}
+
+TEST(CheckFixes, ACommentIsNoJson) {
+  for (const std::string comment : {"// note\n", "/* note */"}) {
+    const Finding f = only(check_document(kHead + comment + "}}", {}));
+    EXPECT_EQ(f.code, "K003");
+    EXPECT_EQ(f.column, 28);
+    EXPECT_EQ(f.message,
+              "JSON syntax error: expected a member name in double quotes, found '/'; JSON has "
+              "no comments: remove the comment");
+  }
+}
+
+TEST(CheckFixes, AQuotedTimeOfDigitsLosesItsQuotes) {
+  EXPECT_EQ(only(check_document(kHead + "\"updatedTime\": \"17\", " + kTail, {})).message,
+            "\"updatedTime\" is a string (\"17\"), not a number: remove the quotes");
+  EXPECT_EQ(only(check_document(kHead + "\"updatedTime\": \"x17\", " + kTail, {})).message,
+            "\"updatedTime\" is a string (\"x17\"), not a number");
+}
+
+}  // namespace
+
+namespace {
+
+TEST(CheckSections, AMisspelledSectionSaysWhatIsLost) {
+  EXPECT_EQ(only(check_document(kHead + "\"updatedTme\": 1, " + kTail, {})).effect,
+            "ignored: the library does not read it; the template time is 0");
+  const Finding groups = only(check_document(kHead + "\"modelSpecificSetings\": []}}", {}));
+  EXPECT_EQ(groups.code, "K101");
+  EXPECT_EQ(groups.effect,
+            "ignored: the library does not read it; no model group is read: no accessory gets "
+            "model settings or a firmware decision");
+  // With the section present too, the misspelled copy loses nothing more.
+  EXPECT_EQ(only(check_document(kHead + "\"comonSettings\": [], " +
+                                    "\"commonSettings\": [{\"name\": \"n\", \"usageId\": 1, "
+                                    "\"value\": 2, \"access\": \"Admin\"}], " +
+                                    kTail,
+                                {}))
+                .effect,
+            "ignored: the library does not read it");
+}
+
+}  // namespace

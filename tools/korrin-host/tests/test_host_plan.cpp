@@ -239,6 +239,15 @@ TEST(HostPlan, FirmwareActionsFollowTheLibrarysDecision) {
   const AccessoryPlan older = plan(simple_document("4-0-0"), facts);  // downgrades are allowed
   EXPECT_EQ(older.firmware.action, FirmwarePlan::kUpgrade);
   EXPECT_EQ(older.firmware.version, "4-0-0");
+  EXPECT_TRUE(older.firmware.downgrade);
+  EXPECT_EQ(korrin_plan::describe_firmware(older.firmware),
+            "downgrade to 4-0-0 requested (firmware name fw-h9.bin)");
+
+  const AccessoryPlan newer = plan(simple_document("5-1-0"), facts);
+  EXPECT_EQ(newer.firmware.action, FirmwarePlan::kUpgrade);
+  EXPECT_FALSE(newer.firmware.downgrade);
+  EXPECT_EQ(korrin_plan::describe_firmware(newer.firmware),
+            "upgrade to 5-1-0 requested (firmware name fw-h9.bin)");
 
   const AccessoryPlan stay = plan(simple_document("CURRENT"), facts);
   EXPECT_EQ(stay.firmware.action, FirmwarePlan::kStay);

@@ -52,6 +52,12 @@ std::string fleet_rejected(const std::vector<std::string>& ids) {
   return ids.empty() ? std::string() : not_taken(list, static_cast<int>(ids.size()), 7);
 }
 
+std::string previous_unreadable(const std::string& path) {
+  return "korrin-host plan: the previous document " + path +
+         " cannot be read as JSON by the library, so every accessory rejected it: the changes "
+         "show every setting of this document as added\n";
+}
+
 std::vector<PlanCase> cases() {
   std::vector<PlanCase> list;
   // Every example document for every example accessory, in both forms. The
@@ -182,7 +188,21 @@ std::vector<PlanCase> cases() {
                   {"plan", "--document", example("office"), "--previous",
                    kDocuments + "not_json.json", "--accessory", kAccessories + "hs-h9-03.json"},
                   0,
-                  ""});
+                  previous_unreadable("tests/data/plan/documents/not_json.json")});
+  // A binary file as the previous document: said on standard error, in the
+  // output and in the JSON.
+  list.push_back(
+      {"previous_binary.json",
+       {"plan", "--document", example("office"), "--previous", kDocuments + "binary.json",
+        "--accessory", kAccessories + "hs-h9-03.json", "--format", "json"},
+       0,
+       previous_unreadable("tests/data/plan/documents/binary.json")});
+  list.push_back(
+      {"previous_binary.txt",
+       {"plan", "--document", example("office"), "--previous", kDocuments + "binary.json",
+        "--accessory", kAccessories + "hs-h9-03.json", "--summary"},
+       0,
+       previous_unreadable("tests/data/plan/documents/binary.json")});
   // Colour: forced on, forced off; the output of the tests is no terminal,
   // so "auto" is off.
   const std::vector<std::string> coloured = {"plan",
@@ -212,6 +232,14 @@ std::vector<PlanCase> cases() {
                    kAccessories + "control_characters.json"},
                   0,
                   ""});
+  // A Latin-1 byte in the document: the JSON output stays valid UTF-8.
+  for (const std::string format : {"text", "json"}) {
+    list.push_back({std::string("latin1") + (format == "text" ? ".txt" : ".json"),
+                    {"plan", "--document", kDocuments + "latin1.json", "--accessory",
+                     kAccessories + "hs-h9-03.json", "--format", format},
+                    0,
+                    ""});
+  }
   // The ids on standard error are escaped too.
   list.push_back({"control_characters_rejected.txt",
                   {"plan", "--document", kDocuments + "not_json.json", "--accessory",
@@ -301,6 +329,28 @@ std::vector<PlanCase> cases() {
   return list;
 }
 
+// True when every byte of `text` belongs to a well-formed UTF-8 sequence.
+bool valid_utf8(const std::string& text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    const std::size_t length = lead < 0x80                      ? 1
+                               : (lead >= 0xC2 && lead <= 0xDF) ? 2
+                               : (lead >= 0xE0 && lead <= 0xEF) ? 3
+                               : (lead >= 0xF0 && lead <= 0xF4) ? 4
+                                                                : 0;
+    if (length == 0 || i + length > text.size()) {
+      return false;
+    }
+    for (std::size_t k = 1; k < length; ++k) {
+      if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) {
+        return false;
+      }
+    }
+    i += length;
+  }
+  return true;
+}
+
 // Names the case in gtest's messages instead of dumping its bytes.
 void PrintTo(const PlanCase& test, std::ostream* out) {
   *out << (test.name.empty() ? std::string("(no output)") : test.name) << ":";
@@ -368,6 +418,7 @@ TEST(PlanOutputFiles, JsonOutputsParse) {
     if (test.name.size() > 5 && test.name.substr(test.name.size() - 5) == ".json") {
       const std::string text = korrin_host::read_text_file(kPlanData + test.name);
       EXPECT_NO_THROW(korrin_host::JsonDocument(text, test.name)) << test.name;
+      EXPECT_TRUE(valid_utf8(text)) << test.name;
     }
   }
 }

@@ -209,7 +209,9 @@ function renderSummary(report) {
     `${summary.configured} configured`,
     `${summary.rejected} rejected`,
     `${summary.notConfigured} not configured`,
-    `${summary.upgradesRequested} upgrades requested`,
+    summary.downgradesRequested
+      ? `${summary.upgradesRequested} firmware requests (${summary.downgradesRequested} downgrades)`
+      : `${summary.upgradesRequested} upgrades requested`,
     `${summary.delegated} delegated`,
     `${summary.findings === undefined ? report.findingsCount : summary.findings} findings`,
     `${summary.warnings} library warnings`,
@@ -217,6 +219,11 @@ function renderSummary(report) {
   box.appendChild(text("strong", report.document));
   box.appendChild(text("span", `: ${parts.join(", ")}; exit status ${report.exitStatus}`));
   box.dataset.exitStatus = String(report.exitStatus);
+  if (report.previousDocumentReadable === false) {
+    box.appendChild(text("p", `note: the previous document ${report.previousDocument} cannot be ` +
+      "read as JSON by the library, so every accessory rejected it: the changes show every " +
+      "setting of this document as added", "previous-unreadable"));
+  }
 }
 
 function renderFindings(findings, total) {
@@ -279,7 +286,8 @@ function cellRow(table, cells, header) {
 
 function firmwareText(firmware) {
   switch (firmware.action) {
-    case "upgrade": return `upgrade to ${firmware.version} (${firmware.name})`;
+    case "upgrade":
+      return `${firmware.downgrade ? "downgrade" : "upgrade"} to ${firmware.version} (${firmware.name})`;
     case "delegate": return "delegated to the host's own driver";
     case "stay": return "stays on the running firmware";
     case "nothing": return firmware.version ? `nothing to do (decided on ${firmware.version})` : "nothing to do";

@@ -176,7 +176,9 @@ def check_example(driver, base, korrin_host, downloads, document_name):
         check(stored == wanted_stored, f"{document_name} {plan['id']}: stored, not sent {stored}")
         firmware = section.find_element(By.CSS_SELECTOR, ".firmware").text
         action = plan["firmware"]["action"]
-        check(firmware.split(" ")[0] in {"upgrade": ["upgrade"], "delegate": ["delegated"],
+        check(firmware.split(" ")[0] in {"upgrade": ["downgrade" if plan["firmware"].get(
+                                             "downgrade") else "upgrade"],
+                                         "delegate": ["delegated"],
                                          "stay": ["stays"], "nothing": ["nothing"],
                                          "failure": ["no"]}[action],
               f"{document_name} {plan['id']}: firmware {firmware!r} for {action}")
@@ -190,8 +192,12 @@ def check_example(driver, base, korrin_host, downloads, document_name):
     wanted_summary = (
         f"{report['document']}: {totals['accessories']} accessories, "
         f"{totals['configured']} configured, {totals['rejected']} rejected, "
-        f"{totals['notConfigured']} not configured, {totals['upgradesRequested']} upgrades "
-        f"requested, {totals['delegated']} delegated, {totals['findings']} findings, "
+        f"{totals['notConfigured']} not configured, "
+        + (f"{totals['upgradesRequested']} firmware requests "
+           f"({totals['downgradesRequested']} downgrades), "
+           if totals.get("downgradesRequested") else
+           f"{totals['upgradesRequested']} upgrades requested, ")
+        + f"{totals['delegated']} delegated, {totals['findings']} findings, "
         f"{totals['warnings']} library warnings; exit status {report['exitStatus']}")
     check(summary.text == wanted_summary, f"{document_name}: summary {summary.text!r}")
 

@@ -45,6 +45,8 @@ struct FindingCode {
 
 /// The finding codes the checker emits, in code order. Where a code has more
 /// than one severity, the checker picks it by member or case:
+///   K002 error for a NUL byte; warning for invalid UTF-8 (the document is
+///        taken, its texts may reach the device garbled)
 ///   K106 error where accessories get nothing (modelSpecificSettings, models,
 ///        modelFirmware, a model group); warning elsewhere
 ///   K203 warning; info for an access value in another letter case
@@ -52,6 +54,11 @@ struct FindingCode {
 ///   K305 error for models, modelFirmware and firmwareName; warning for
 ///        firmwareVersion, firmwareParams and an empty model name
 const std::vector<FindingCode>& finding_codes();
+
+/// True when `candidate` is an older release than `running`: both written
+/// as the same number of "-"-separated pieces without letters, and the
+/// first piece that differs smaller (as the library compares them).
+bool older_firmware_version(const std::string& candidate, const std::string& running);
 
 /// The findings of `document` (the raw bytes as published) for
 /// `accessories`, sorted by position (line, then column); each problem is

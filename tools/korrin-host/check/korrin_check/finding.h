@@ -38,6 +38,11 @@ struct Finding {
 /// Invalid UTF-8 bytes are written as "\xNN".
 std::string escape_control_characters(const std::string& text);
 
+/// `text` with every byte that is not part of a valid UTF-8 sequence
+/// replaced by U+FFFD (the replacement character, bytes EF BF BD), one per
+/// byte; valid text is returned unchanged.
+std::string replace_invalid_utf8(const std::string& text);
+
 /// "file:line:column: severity code: message (effect)", with every text from
 /// the document escaped; the severity and code coloured when `colour`.
 std::string format_finding(const Finding& finding, const std::string& file_name, bool colour);

@@ -25,6 +25,10 @@ std::string format_plan_text(const PlanReport& report, const TextOptions& option
 /// `korrin-host plan --format json` prints.
 std::string format_plan_json(const PlanReport& report);
 
+/// "note: the previous document X cannot be read as JSON by the library,
+/// ...": for a report whose previous document the library cannot parse.
+std::string previous_unreadable_note(const PlanReport& report);
+
 /// "1730000000" for whole numbers, the shortest exact form otherwise.
 std::string format_time_number(double time);
 

@@ -74,12 +74,16 @@ struct FirmwarePlan {
   std::string version;   ///< kUpgrade: requested; kNothing: decided on (may be empty)
   std::string name;      ///< kUpgrade: the firmware name
   bool decided = false;  ///< kNothing: the library reached a decision on `version`
+  /// kUpgrade: `version` is older than the running one (of the dongle, for
+  /// an accessory with a dongle): the request takes the accessory back.
+  bool downgrade = false;
 };
 
 /// "upgrade", "delegate", "stay", "nothing" or "failure".
 const char* firmware_action_name(FirmwarePlan::Action action);
 
-/// "upgrade to 5-1-0 requested (firmware name zelor-h9.bin)", "stay on the
+/// "upgrade to 5-1-0 requested (firmware name zelor-h9.bin)", "downgrade to
+/// 2-3-10 requested (...)", "stay on the
 /// running firmware", ...: the firmware action in words.
 std::string describe_firmware(const FirmwarePlan& firmware);
 
@@ -154,6 +158,10 @@ struct PlanReport {
   std::string previous_time;
   /// Names the previous document when the plan compares with one.
   std::optional<std::string> previous_document;
+  /// The library's parser cannot read the previous document (not JSON, or
+  /// cut by a NUL byte): every accessory rejected it, so every setting of
+  /// this document shows as added.
+  bool previous_unreadable = false;
   std::vector<AccessoryPlan> accessories;
   /// What the checker found in the document, in document order.
   std::vector<korrin_check::Finding> findings;
