@@ -446,8 +446,10 @@ function renderRecords(section, records, total) {
 function renderChanges(section, changes) {
   const valueText = (value, followsUser) =>
     followsUser === null ? "" : followsUser ? "(follows the user)" : value;
-  section.appendChild(text("div", `Changes from the previous document (${changes.settingsCount})`,
-    "label"));
+  section.appendChild(text("div", "Changes from the previous document in the settings sent to " +
+    `the device (${changes.settingsCount})`, "label changes-title"));
+  section.appendChild(text("p", "Only settings sent to the device are compared: a setting stored " +
+    "but not sent is not listed here.", "help"));
   const table = text("table", null, "changes");
   cellRow(table, ["change", "usage id", "key", "before", "now"], true);
   for (const change of changes.settings) {

@@ -368,6 +368,9 @@ def check_previous_document(driver, base, korrin_host, downloads):
         wanted = [[c["change"], str(c["usageId"]), c["key"]] for c in changes["settings"]]
         check([row[:3] for row in rows] == wanted,
               f"previous document {plan['id']}: changes shown {rows}")
+        title = section.find_element(By.CSS_SELECTOR, ".changes-title").text
+        check(title == "Changes from the previous document in the settings sent to the device "
+              f"({len(changes['settings'])})", f"previous document {plan['id']}: title {title!r}")
         shown = section.find_elements(By.CSS_SELECTOR, ".firmware-change")
         check(len(shown) == (1 if changes["firmware"] else 0),
               f"previous document {plan['id']}: firmware change shown when it changes")
