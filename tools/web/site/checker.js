@@ -38,6 +38,18 @@ const worker = new Worker("worker.js");
 
 // ---- inputs ---------------------------------------------------------------
 
+// "1 finding", "2 findings".
+function count(number, singular, plural) {
+  return `${number} ${number === 1 ? singular : plural || `${singular}s`}`;
+}
+
+// A time in seconds since 1970 as a UTC date: "2024-10-27 03:33:20 UTC".
+function utcDate(seconds) {
+  const date = new Date(Number(seconds) * 1000);
+  if (!Number.isFinite(date.getTime())) return "";
+  return `${date.toISOString().slice(0, 19).replace("T", " ")} UTC`;
+}
+
 function text(tag, content, className) {
   const element = document.createElement(tag);
   if (content !== undefined && content !== null) element.textContent = String(content);
@@ -273,19 +285,22 @@ function renderSummary(report) {
   const box = $("summary");
   box.replaceChildren();
   const parts = [
-    `${summary.accessories} accessories`,
+    count(summary.accessories, "accessory", "accessories"),
     `${summary.configured} configured`,
     `${summary.rejected} rejected`,
     `${summary.notConfigured} not configured`,
     summary.downgradesRequested
-      ? `${summary.upgradesRequested} firmware requests (${summary.downgradesRequested} downgrades)`
-      : `${summary.upgradesRequested} upgrades requested`,
+      ? `${count(summary.upgradesRequested, "firmware request")} ` +
+        `(${count(summary.downgradesRequested, "downgrade")})`
+      : `${count(summary.upgradesRequested, "upgrade")} requested`,
     `${summary.delegated} delegated`,
-    `${summary.findings === undefined ? report.findingsCount : summary.findings} findings`,
-    `${summary.warnings} library warnings`,
+    count(summary.findings === undefined ? report.findingsCount : summary.findings, "finding"),
+    count(summary.warnings, "library warning"),
   ];
   box.appendChild(text("strong", report.document));
-  box.appendChild(text("span", `: ${parts.join(", ")}; exit status ${report.exitStatus}`));
+  // The exit status korrin-host would end with is a command-line notion:
+  // the page keeps it out of sight (data-exit-status).
+  box.appendChild(text("span", `: ${parts.join(", ")}`));
   box.dataset.exitStatus = String(report.exitStatus);
   if (report.previousDocumentReadable === false) {
     box.appendChild(text("p", `note: the previous document ${report.previousDocument} cannot be ` +
@@ -385,10 +400,16 @@ function renderPlans(report) {
     facts.appendChild(text("strong", plan.outcome, `outcome outcome-${plan.outcome}`));
     if (plan.outcomeDetail) facts.appendChild(text("span", ` (${plan.outcomeDetail})`));
     facts.appendChild(text("br"));
-    facts.appendChild(text("span", "resolved model ", "label"));
-    facts.appendChild(text("span", plan.resolvedModel));
-    facts.appendChild(text("span", "  template time ", "label"));
-    facts.appendChild(text("span", plan.templateTime));
+    if (plan.resolvedModel !== plan.model) {
+      facts.appendChild(text("span", "resolved model ", "label"));
+      facts.appendChild(text("span", plan.resolvedModel, "resolved-model"));
+      facts.appendChild(text("span", ` (reported as ${plan.model}: the library treats it as ` +
+        `${plan.resolvedModel})`, "label"));
+      facts.appendChild(text("br"));
+    }
+    facts.appendChild(text("span", "template time ", "label"));
+    facts.appendChild(text("span", plan.templateTime ? `${plan.templateTime} (${utcDate(plan.templateTime)})`
+      : `${plan.templateTime} (none taken)`, "template-time"));
     facts.appendChild(text("br"));
     facts.appendChild(text("span", "firmware ", "label"));
     facts.appendChild(text("span", firmwareText(plan.firmware), "firmware"));
@@ -400,23 +421,32 @@ function renderPlans(report) {
     section.appendChild(facts);
 
     section.appendChild(text("div", `Settings sent (${plan.settingsCount})`, "label"));
-    const sent = text("table", null, "settings");
-    cellRow(sent, ["usage id", "key", "value", "access", "follows user"], true);
-    for (const setting of plan.settings) {
-      cellRow(sent, [setting.usageId, setting.key, setting.sent ? setting.value : "(not sent)",
-        setting.access, setting.followUser === null ? "" : String(setting.followUser)]);
+    if (plan.settingsCount === 0) {
+      section.appendChild(text("p", "none", "none"));
+    } else {
+      const sent = text("table", null, "settings");
+      cellRow(sent, ["usage id", "key", "value", "access", "follows user"], true);
+      for (const setting of plan.settings) {
+        cellRow(sent, [setting.usageId, setting.key,
+          setting.sent ? setting.value : "follows the user: not sent",
+          setting.access, setting.followUser === null ? "" : String(setting.followUser)]);
+      }
+      limitNote(sent, plan.settings.length, plan.settingsCount, 5);
+      section.appendChild(sent);
     }
-    limitNote(sent, plan.settings.length, plan.settingsCount, 5);
-    section.appendChild(sent);
 
     section.appendChild(text("div", `Stored, not sent (${plan.storedNotSentCount})`, "label"));
-    const stored = text("table", null, "stored");
-    cellRow(stored, ["usage id", "key", "value", "access"], true);
-    for (const setting of plan.storedNotSent) {
-      cellRow(stored, [setting.usageId, setting.key, setting.value, setting.access]);
+    if (plan.storedNotSentCount === 0) {
+      section.appendChild(text("p", "none", "none"));
+    } else {
+      const stored = text("table", null, "stored");
+      cellRow(stored, ["usage id", "key", "value", "access"], true);
+      for (const setting of plan.storedNotSent) {
+        cellRow(stored, [setting.usageId, setting.key, setting.value, setting.access]);
+      }
+      limitNote(stored, plan.storedNotSent.length, plan.storedNotSentCount, 4);
+      section.appendChild(stored);
     }
-    limitNote(stored, plan.storedNotSent.length, plan.storedNotSentCount, 4);
-    section.appendChild(stored);
     if (plan.changes) renderChanges(section, plan.changes);
     if (plan.recordsCount > 0) renderRecords(section, plan.records, plan.recordsCount);
     box.appendChild(section);
@@ -450,15 +480,19 @@ function renderChanges(section, changes) {
     `the device (${changes.settingsCount})`, "label changes-title"));
   section.appendChild(text("p", "Only settings sent to the device are compared: a setting stored " +
     "but not sent is not listed here.", "help"));
-  const table = text("table", null, "changes");
-  cellRow(table, ["change", "usage id", "key", "before", "now"], true);
-  for (const change of changes.settings) {
-    cellRow(table, [change.change, change.usageId, change.key,
-      valueText(change.previousValue, change.previousFollowsUser),
-      valueText(change.value, change.followsUser)]);
+  if (changes.settingsCount === 0) {
+    section.appendChild(text("p", "none", "none"));
+  } else {
+    const table = text("table", null, "changes");
+    cellRow(table, ["change", "usage id", "key", "before", "now"], true);
+    for (const change of changes.settings) {
+      cellRow(table, [change.change, change.usageId, change.key,
+        valueText(change.previousValue, change.previousFollowsUser),
+        valueText(change.value, change.followsUser)]);
+    }
+    limitNote(table, changes.settings.length, changes.settingsCount, 5);
+    section.appendChild(table);
   }
-  limitNote(table, changes.settings.length, changes.settingsCount, 5);
-  section.appendChild(table);
   if (changes.firmware) {
     section.appendChild(text("p", `firmware: ${firmwareText(changes.firmware.previous)} → ` +
       `${firmwareText(changes.firmware.current)}`, "firmware-change"));
@@ -570,6 +604,12 @@ $("accessory-new").addEventListener("click", () => {
 });
 $("example-select").addEventListener("change", () => {
   const name = $("example-select").value;
+  const current = $("document-input").value;
+  const typed = current.trim() !== "" && !Object.values(examples).includes(current);
+  if (name && typed && !window.confirm(`Replace the document in the text area by the example ${name}?`)) {
+    $("example-select").value = "";
+    return;
+  }
   if (name && examples[name] !== undefined) {
     $("document-input").value = examples[name];
     fileBytes.delete("document-input");

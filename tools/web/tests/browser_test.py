@@ -161,7 +161,8 @@ def check_example(driver, base, korrin_host, downloads, document_name):
         check(outcome == plan["outcome"], f"{document_name} {plan['id']}: outcome {outcome!r}")
         settings = [[cell.text for cell in row.find_elements(By.TAG_NAME, "td")]
                     for row in section.find_elements(By.CSS_SELECTOR, "table.settings tr")[1:]]
-        wanted_settings = [[str(s["usageId"]), s["key"], s["value"] if s["sent"] else "(not sent)",
+        wanted_settings = [[str(s["usageId"]), s["key"],
+                            s["value"] if s["sent"] else "follows the user: not sent",
                             s["access"], "" if s["followUser"] is None
                             else str(s["followUser"]).lower()] for s in plan["settings"]]
         check(settings == wanted_settings,
@@ -187,6 +188,11 @@ def check_example(driver, base, korrin_host, downloads, document_name):
                       f"{document_name} {plan['id']}: the records listed")
         else:
             check(not details, f"{document_name} {plan['id']}: no records, no records box")
+        when = section.find_element(By.CSS_SELECTOR, ".template-time").text
+        wanted_when = (f"{plan['templateTime']} ("
+                       + (time.strftime("%Y-%m-%d %H:%M:%S UTC", time.gmtime(plan["templateTime"]))
+                          if plan["templateTime"] else "none taken") + ")")
+        check(when == wanted_when, f"{document_name} {plan['id']}: template time {when!r}")
         firmware = section.find_element(By.CSS_SELECTOR, ".firmware").text
         action = plan["firmware"]["action"]
         check(firmware.split(" ")[0] in {"upgrade": ["downgrade" if plan["firmware"].get(
@@ -202,16 +208,19 @@ def check_example(driver, base, korrin_host, downloads, document_name):
     # The summary.
     summary = driver.find_element(By.ID, "summary")
     totals = report["summary"]
+    def count(number, singular, plural=None):
+        return f"{number} {singular if number == 1 else plural or singular + 's'}"
+
     wanted_summary = (
-        f"{report['document']}: {totals['accessories']} accessories, "
+        f"{report['document']}: {count(totals['accessories'], 'accessory', 'accessories')}, "
         f"{totals['configured']} configured, {totals['rejected']} rejected, "
         f"{totals['notConfigured']} not configured, "
-        + (f"{totals['upgradesRequested']} firmware requests "
-           f"({totals['downgradesRequested']} downgrades), "
+        + (f"{count(totals['upgradesRequested'], 'firmware request')} "
+           f"({count(totals['downgradesRequested'], 'downgrade')}), "
            if totals.get("downgradesRequested") else
-           f"{totals['upgradesRequested']} upgrades requested, ")
-        + f"{totals['delegated']} delegated, {totals['findings']} findings, "
-        f"{totals['warnings']} library warnings; exit status {report['exitStatus']}")
+           f"{count(totals['upgradesRequested'], 'upgrade')} requested, ")
+        + f"{totals['delegated']} delegated, {count(totals['findings'], 'finding')}, "
+        f"{count(totals['warnings'], 'library warning')}")
     check(summary.text == wanted_summary, f"{document_name}: summary {summary.text!r}")
 
     # A finding at a line: clicking it scrolls the document view to the line
