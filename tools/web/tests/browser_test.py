@@ -188,6 +188,15 @@ def check_example(driver, base, korrin_host, downloads, document_name):
                       f"{document_name} {plan['id']}: the records listed")
         else:
             check(not details, f"{document_name} {plan['id']}: no records, no records box")
+        resolved = [r.text for r in section.find_elements(By.CSS_SELECTOR, ".resolved-model")]
+        check(resolved == ([plan["resolvedModel"]] if plan["resolvedModel"] != plan["model"] else [])
+              and (not resolved or f"(reported as {plan['model']}: the library treats it as "
+                   f"{plan['resolvedModel']})" in section.text),
+              f"{document_name} {plan['id']}: resolved model shown only when it differs {resolved}")
+        for kind, rows in (("settings", plan["settings"]), ("stored", plan["storedNotSent"])):
+            tables = section.find_elements(By.CSS_SELECTOR, f"table.{kind}")
+            check(len(tables) == (1 if rows else 0),
+                  f"{document_name} {plan['id']}: the {kind} table only when it has rows")
         when = section.find_element(By.CSS_SELECTOR, ".template-time").text
         wanted_when = (f"{plan['templateTime']} ("
                        + (time.strftime("%Y-%m-%d %H:%M:%S UTC", time.gmtime(plan["templateTime"]))
@@ -498,6 +507,26 @@ def check_accessory_form(driver, base):
     check(ids[-1] == "my-headset", f"accessory form: typing replaces the new id ({ids[-1]!r})")
 
 
+def check_example_menu(driver, base):
+    """Loading an example over a typed document asks first: dismissed,
+    the typed document stays; accepted, the example replaces it."""
+    driver.get(base)
+    paste(driver, driver.find_element(By.ID, "document-input"), '{"typed": true}')
+    options = driver.find_elements(By.CSS_SELECTOR, "#example-select option")
+    name = options[1].get_attribute("value")
+    options[1].click()
+    alert = WebDriverWait(driver, 5).until(lambda d: d.switch_to.alert)
+    asked = alert.text
+    alert.dismiss()
+    check(asked == f"Replace the document in the text area by the example {name}?"
+          and driver.find_element(By.ID, "document-input").get_property("value")
+          == '{"typed": true}', f"example menu: asked {asked!r}, the typed document kept")
+    driver.find_elements(By.CSS_SELECTOR, "#example-select option")[1].click()
+    WebDriverWait(driver, 5).until(lambda d: d.switch_to.alert).accept()
+    check(driver.find_element(By.ID, "document-name").get_property("value") == name,
+          f"example menu: accepted, the example {name} replaces the typed document")
+
+
 def check_file_bytes(driver, base, korrin_host, downloads, work):
     """A document opened from a file reaches the checker byte for byte:
     a value with an invalid UTF-8 byte is planned, and downloaded, as
@@ -625,6 +654,7 @@ def main():
             check_file_bytes(driver, base, korrin_host, work / "downloads", work)
             check_refused_accessories(driver, base)
             check_accessory_form(driver, base)
+            check_example_menu(driver, base)
             check_previous_document(driver, base, korrin_host, work / "downloads")
             check_stamp(driver, base, korrin_host, work / "downloads")
             check_stale(driver, base)
