@@ -33,20 +33,15 @@ function countAccessories(accessoriesJson) {
 // the page's thread.
 const ROW_LIMIT = 500;
 
-// Every finding of the report: the document findings (with their line and
-// column) and each accessory's findings and library warnings.
+// The coded findings of the report: the document findings (with their line
+// and column) and each accessory's findings. The library's own records
+// (its warnings) stay with their accessory's plan, shown apart.
 function collectFindings(report) {
   const findings = [];
   const add = (finding, accessory) => findings.push(Object.assign({ accessory }, finding));
   for (const finding of report.findings || []) add(finding, null);
   for (const plan of report.accessories || []) {
     for (const finding of plan.findings || []) add(finding, plan.id);
-    for (const record of plan.warnings || []) {
-      add({ severity: record.level, message: record.text }, plan.id);
-    }
-    for (const record of plan.configureRequiredWarnings || []) {
-      add({ severity: record.level, message: record.text }, plan.id);
-    }
   }
   return findings;
 }
@@ -67,6 +62,9 @@ function makeView(json) {
       plan.changes.settingsCount = plan.changes.settings.length;
       plan.changes.settings = plan.changes.settings.slice(0, ROW_LIMIT);
     }
+    const records = (plan.warnings || []).concat(plan.configureRequiredWarnings || []);
+    plan.recordsCount = records.length;
+    plan.records = records.slice(0, ROW_LIMIT);
     delete plan.routineRecords;
     delete plan.warnings;
     delete plan.configureRequiredWarnings;

@@ -101,9 +101,6 @@ def expected_findings(report, document_name):
     for plan in report["accessories"]:
         for finding in plan.get("findings", []):
             lines.append(finding_text(finding, plan["id"], document_name))
-        for record in plan["warnings"] + plan["configureRequiredWarnings"]:
-            lines.append(finding_text({"severity": record["level"], "message": record["text"]},
-                                      plan["id"], document_name))
     return lines
 
 
@@ -164,7 +161,8 @@ def check_example(driver, base, korrin_host, downloads, document_name):
         check(outcome == plan["outcome"], f"{document_name} {plan['id']}: outcome {outcome!r}")
         settings = [[cell.text for cell in row.find_elements(By.TAG_NAME, "td")]
                     for row in section.find_elements(By.CSS_SELECTOR, "table.settings tr")[1:]]
-        wanted_settings = [[str(s["usageId"]), s["key"], s["value"] if s["sent"] else "(not sent)",
+        wanted_settings = [[str(s["usageId"]), s["key"],
+                            s["value"] if s["sent"] else "follows the user: not sent",
                             s["access"], "" if s["followUser"] is None
                             else str(s["followUser"]).lower()] for s in plan["settings"]]
         check(settings == wanted_settings,
@@ -174,6 +172,36 @@ def check_example(driver, base, korrin_host, downloads, document_name):
         wanted_stored = [[str(s["usageId"]), s["key"], s["value"], s["access"]]
                          for s in plan["storedNotSent"]]
         check(stored == wanted_stored, f"{document_name} {plan['id']}: stored, not sent {stored}")
+        # The library's own records: collapsed in the plan, not among the findings.
+        records = plan["warnings"] + plan["configureRequiredWarnings"]
+        details = section.find_elements(By.CSS_SELECTOR, "details.records")
+        if records:
+            summary_text = details[0].find_element(By.TAG_NAME, "summary").text if details else None
+            check(len(details) == 1 and summary_text == f"library records ({len(records)})"
+                  and details[0].get_attribute("open") is None,
+                  f"{document_name} {plan['id']}: records collapsed as {summary_text!r}")
+            if details:
+                details[0].find_element(By.TAG_NAME, "summary").click()
+                shown_records = [li.text for li in details[0].find_elements(By.TAG_NAME, "li")]
+                wanted_records = [f"{r['level']} {r['text']}" for r in records[:ROW_LIMIT]]
+                check(shown_records[:len(wanted_records)] == wanted_records,
+                      f"{document_name} {plan['id']}: the records listed")
+        else:
+            check(not details, f"{document_name} {plan['id']}: no records, no records box")
+        resolved = [r.text for r in section.find_elements(By.CSS_SELECTOR, ".resolved-model")]
+        check(resolved == ([plan["resolvedModel"]] if plan["resolvedModel"] != plan["model"] else [])
+              and (not resolved or f"(reported as {plan['model']}: the library treats it as "
+                   f"{plan['resolvedModel']})" in section.text),
+              f"{document_name} {plan['id']}: resolved model shown only when it differs {resolved}")
+        for kind, rows in (("settings", plan["settings"]), ("stored", plan["storedNotSent"])):
+            tables = section.find_elements(By.CSS_SELECTOR, f"table.{kind}")
+            check(len(tables) == (1 if rows else 0),
+                  f"{document_name} {plan['id']}: the {kind} table only when it has rows")
+        when = section.find_element(By.CSS_SELECTOR, ".template-time").text
+        wanted_when = (f"{plan['templateTime']} ("
+                       + (time.strftime("%Y-%m-%d %H:%M:%S UTC", time.gmtime(plan["templateTime"]))
+                          if plan["templateTime"] else "none taken") + ")")
+        check(when == wanted_when, f"{document_name} {plan['id']}: template time {when!r}")
         firmware = section.find_element(By.CSS_SELECTOR, ".firmware").text
         action = plan["firmware"]["action"]
         check(firmware.split(" ")[0] in {"upgrade": ["downgrade" if plan["firmware"].get(
@@ -189,16 +217,19 @@ def check_example(driver, base, korrin_host, downloads, document_name):
     # The summary.
     summary = driver.find_element(By.ID, "summary")
     totals = report["summary"]
+    def count(number, singular, plural=None):
+        return f"{number} {singular if number == 1 else plural or singular + 's'}"
+
     wanted_summary = (
-        f"{report['document']}: {totals['accessories']} accessories, "
+        f"{report['document']}: {count(totals['accessories'], 'accessory', 'accessories')}, "
         f"{totals['configured']} configured, {totals['rejected']} rejected, "
         f"{totals['notConfigured']} not configured, "
-        + (f"{totals['upgradesRequested']} firmware requests "
-           f"({totals['downgradesRequested']} downgrades), "
+        + (f"{count(totals['upgradesRequested'], 'firmware request')} "
+           f"({count(totals['downgradesRequested'], 'downgrade')}), "
            if totals.get("downgradesRequested") else
-           f"{totals['upgradesRequested']} upgrades requested, ")
-        + f"{totals['delegated']} delegated, {totals['findings']} findings, "
-        f"{totals['warnings']} library warnings; exit status {report['exitStatus']}")
+           f"{count(totals['upgradesRequested'], 'upgrade')} requested, ")
+        + f"{totals['delegated']} delegated, {count(totals['findings'], 'finding')}, "
+        f"{count(totals['warnings'], 'library warning')}")
     check(summary.text == wanted_summary, f"{document_name}: summary {summary.text!r}")
 
     # A finding at a line: clicking it scrolls the document view to the line
@@ -210,7 +241,23 @@ def check_example(driver, base, korrin_host, downloads, document_name):
     if at_lines:
         target = at_lines[-1]
         line = int(target.get_attribute("data-line"))
+        driver.set_window_size(1280, 800)
+        driver.execute_script("window.scrollTo(0, 0);")
         target.click()
+        place = driver.execute_script(
+            "const line = document.querySelector('#document-lines .doc-line.highlight');"
+            "const mark = line && line.querySelector('.column-mark');"
+            "const view = document.getElementById('document-view').getBoundingClientRect();"
+            "if (!line || !mark) return null;"
+            "const box = line.getBoundingClientRect(), at = mark.getBoundingClientRect();"
+            "return [box.top, box.bottom, window.innerHeight, at.left, at.right,"
+            " view.left, view.right];")
+        check(place is not None and 0 <= place[0] and place[1] <= place[2],
+              f"{document_name}: at 1280x800 the highlighted line {line} is inside the "
+              f"window after the click ({place})")
+        check(place is not None and place[5] <= place[3] and place[4] <= place[6],
+              f"{document_name}: the reported column of line {line} is inside the "
+              f"document box ({place})")
         highlighted = driver.find_elements(By.CSS_SELECTOR, "#document-lines .doc-line.highlight")
         check(len(highlighted) == 1 and highlighted[0].get_attribute("data-line") == str(line)
               and highlighted[0].find_element(By.CSS_SELECTOR, ".content").text.strip()
@@ -225,6 +272,7 @@ def check_example(driver, base, korrin_host, downloads, document_name):
         check(len(highlighted) == 1 and highlighted[0].get_attribute("data-line") == str(first_line)
               and "selected" in first.get_attribute("class"),
               f"{document_name}: Enter on the finding at line {first_line} highlights that line")
+        driver.set_window_size(1400, 1000)
 
     # The download.
     for old in downloads.iterdir():
@@ -338,11 +386,87 @@ def check_previous_document(driver, base, korrin_host, downloads):
         wanted = [[c["change"], str(c["usageId"]), c["key"]] for c in changes["settings"]]
         check([row[:3] for row in rows] == wanted,
               f"previous document {plan['id']}: changes shown {rows}")
+        title = section.find_element(By.CSS_SELECTOR, ".changes-title").text
+        check(title == "Changes from the previous document in the settings sent to the device "
+              f"({len(changes['settings'])})", f"previous document {plan['id']}: title {title!r}")
         shown = section.find_elements(By.CSS_SELECTOR, ".firmware-change")
         check(len(shown) == (1 if changes["firmware"] else 0),
               f"previous document {plan['id']}: firmware change shown when it changes")
     check(download_plan(driver, downloads, "office.plan.json") == expected_json.encode(),
           "previous document: the downloaded plan equals korrin-host plan --previous")
+
+
+def check_stamp(driver, base, korrin_host, downloads):
+    """A version stamp typed in its field (no other step): each plan says
+    whether a configure request with that stamp configures the accessory
+    again, as korrin-host plan --previous-time answers it."""
+    documents = EXAMPLES / "documents"
+    for stamp in ("x-1730000000", "x-1700000000"):
+        expected_json = korrin_host_plan(korrin_host, "office.json", EXAMPLES / "accessories.json",
+                                         documents, ("--previous-time", stamp))
+        report = json.loads(expected_json)
+        driver.get(base)
+        stamp_field = driver.find_element(By.ID, "previous-time")
+        check(stamp_field.is_displayed(), "stamp: the stamp field is shown without opening a section")
+        name = driver.find_element(By.ID, "document-name")
+        name.clear()
+        name.send_keys("office.json")
+        paste(driver, driver.find_element(By.ID, "document-input"),
+              (documents / "office.json").read_text(encoding="utf-8"))
+        stamp_field.send_keys(stamp)
+        driver.find_element(By.ID, "check-button").click()
+        status = wait_for_result(driver, 60)
+        check(status.startswith("Checked in"), f"stamp {stamp}: status {status!r}")
+        shown = [s.text for s in driver.find_elements(By.CSS_SELECTOR, "#plans .configure-required")]
+        answers = {True: "yes", False: "no",
+                   None: "no answer (the library made no configuration for this accessory)"}
+        wanted = [f"configured again for stamp {stamp}: {answers[p['configureRequired']]}"
+                  for p in report["accessories"]]
+        check(shown == wanted, f"stamp {stamp}: answers shown {shown} == {wanted}")
+        check(download_plan(driver, downloads, "office.plan.json") == expected_json.encode(),
+              f"stamp {stamp}: the downloaded plan equals korrin-host plan --previous-time")
+    answers_yes_no = {json.loads(korrin_host_plan(
+        korrin_host, "office.json", EXAMPLES / "accessories.json", documents,
+        ("--previous-time", s)))["accessories"][0]["configureRequired"]
+        for s in ("x-1730000000", "x-1700000000")}
+    check(answers_yes_no == {True, False},
+          "stamp: the document's own time and an older one get different answers")
+
+
+STALE = ("The document or accessories changed: check again. "
+         "The results below are for the last check.")
+NO_ACCESSORY = ("Check is disabled: there is no accessory to plan for. "
+                "Add a preset or a new accessory.")
+
+
+def check_stale(driver, base):
+    """Results shown, then the document or an accessory edited: the page
+    says the results are out of date until the next check; with every
+    accessory removed it says why Check is disabled."""
+    driver.get(base)
+    paste(driver, driver.find_element(By.ID, "document-input"),
+          (EXAMPLES / "documents" / "office.json").read_text(encoding="utf-8"))
+    stale = driver.find_element(By.ID, "stale")
+    check(not stale.is_displayed(), "stale: no banner before the first check")
+    driver.find_element(By.ID, "check-button").click()
+    wait_for_result(driver, 60)
+    check(not stale.is_displayed(), "stale: no banner after the check")
+    driver.find_element(By.ID, "document-input").send_keys(" ")
+    check(stale.is_displayed() and stale.text == STALE,
+          f"stale: after editing the document the banner says {stale.text!r}")
+    driver.find_element(By.ID, "check-button").click()
+    WebDriverWait(driver, 60).until(lambda d: not d.find_element(By.ID, "stale").is_displayed())
+    check(not stale.is_displayed(), "stale: the next check takes the banner away")
+    driver.find_element(By.CSS_SELECTOR, "#accessory-table [data-field='firmware']").send_keys("1")
+    check(stale.is_displayed() and stale.text == STALE,
+          "stale: after editing an accessory the banner is back")
+    hint = driver.find_element(By.ID, "check-hint")
+    check(not hint.is_displayed(), "stale: no hint about Check while accessories are listed")
+    while driver.find_elements(By.CSS_SELECTOR, "#accessory-table tbody button"):
+        driver.find_elements(By.CSS_SELECTOR, "#accessory-table tbody button")[0].click()
+    check(not driver.find_element(By.ID, "check-button").is_enabled()
+          and hint.is_displayed() and hint.text == NO_ACCESSORY,
+          f"stale: with no accessory Check is disabled and the page says {hint.text!r}")
 
 
 def check_refused_accessories(driver, base):
@@ -357,9 +481,50 @@ def check_refused_accessories(driver, base):
     WebDriverWait(driver, 30).until(
         lambda d: "error" in d.find_element(By.ID, "status").get_attribute("class"))
     status = driver.find_element(By.ID, "status").text
-    check(status == 'accessories.json: accessory 2: "id" hs-desk-01 is used twice'
+    check(status == 'Accessory form, row 2: "id" hs-desk-01 is used twice'
           and not driver.find_element(By.ID, "results").is_displayed(),
           f"refused accessories: status {status!r} and no plan shown")
+
+
+def check_accessory_form(driver, base):
+    """Adding a preset already listed names the copy anew and says so;
+    a new accessory's id is selected, so that typing replaces it."""
+    driver.get(base)
+    rows = driver.find_elements(By.CSS_SELECTOR, "#accessory-table tbody tr")
+    driver.find_element(By.ID, "preset-add").click()
+    ids = [i.get_property("value") for i in
+           driver.find_elements(By.CSS_SELECTOR, "#accessory-table [data-field='id']")]
+    first = ids[0]
+    check(len(ids) == len(rows) + 1 and ids[-1] == f"{first}-2" and len(set(ids)) == len(ids),
+          f"accessory form: the preset added again is named {ids[-1]!r}")
+    notes = [n.text for n in driver.find_elements(By.CSS_SELECTOR, "#accessory-table tr.row-note")]
+    check(notes == [f"{first} is already listed: this copy is named {first}-2."],
+          f"accessory form: the note next to the row {notes}")
+    driver.find_element(By.ID, "accessory-new").click()
+    driver.switch_to.active_element.send_keys("my-headset")
+    ids = [i.get_property("value") for i in
+           driver.find_elements(By.CSS_SELECTOR, "#accessory-table [data-field='id']")]
+    check(ids[-1] == "my-headset", f"accessory form: typing replaces the new id ({ids[-1]!r})")
+
+
+def check_example_menu(driver, base):
+    """Loading an example over a typed document asks first: dismissed,
+    the typed document stays; accepted, the example replaces it."""
+    driver.get(base)
+    paste(driver, driver.find_element(By.ID, "document-input"), '{"typed": true}')
+    options = driver.find_elements(By.CSS_SELECTOR, "#example-select option")
+    name = options[1].get_attribute("value")
+    options[1].click()
+    alert = WebDriverWait(driver, 5).until(lambda d: d.switch_to.alert)
+    asked = alert.text
+    alert.dismiss()
+    check(asked == f"Replace the document in the text area by the example {name}?"
+          and driver.find_element(By.ID, "document-input").get_property("value")
+          == '{"typed": true}', f"example menu: asked {asked!r}, the typed document kept")
+    driver.find_elements(By.CSS_SELECTOR, "#example-select option")[1].click()
+    WebDriverWait(driver, 5).until(lambda d: d.switch_to.alert).accept()
+    check(driver.find_element(By.ID, "document-name").get_property("value") == name,
+          f"example menu: accepted, the example {name} replaces the typed document")
 
 
 def check_file_bytes(driver, base, korrin_host, downloads, work):
@@ -488,7 +653,11 @@ def main():
             check_edited_accessories(driver, base, korrin_host, work / "downloads", work)
             check_file_bytes(driver, base, korrin_host, work / "downloads", work)
             check_refused_accessories(driver, base)
+            check_accessory_form(driver, base)
+            check_example_menu(driver, base)
             check_previous_document(driver, base, korrin_host, work / "downloads")
+            check_stamp(driver, base, korrin_host, work / "downloads")
+            check_stale(driver, base)
             check_large_document(driver, base, korrin_host, work)
             errors = [entry for entry in driver.get_log("browser") if entry["level"] == "SEVERE"]
             check(not errors, f"no console errors ({errors})")
