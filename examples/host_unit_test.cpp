@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "korrin/korrin.h"
-#include "korrin/request.h"
+#include "korrin/config_manager.h"
+#include "korrin/plugins.h"
 #include "korrin/testing/fake_host.h"
 
 namespace {

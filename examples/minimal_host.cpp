@@ -16,11 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "korrin/config_manager.h"
 #include "korrin/host/lock_factory.h"
 #include "korrin/host/log_sink.h"
 #include "korrin/host/network.h"
 #include "korrin/host/task_dispatcher.h"
-#include "korrin/korrin.h"
+#include "korrin/plugins.h"
 
 namespace {
 

@@ -6,7 +6,8 @@
 #include <korrin/host/log_sink.h>
 #include <korrin/host/network.h>
 #include <korrin/host/task_dispatcher.h>
-#include <korrin/korrin.h>
+#include <korrin/metrics.h>
+#include <korrin/plugins.h>
 
 #include <chrono>
 #include <cstdio>

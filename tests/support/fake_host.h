@@ -2,6 +2,9 @@
 #ifndef KORRIN_TESTS_SUPPORT_FAKE_HOST_H
 #define KORRIN_TESTS_SUPPORT_FAKE_HOST_H
 
+// The library's own tests also reach the exported implementation classes,
+// constants and string helpers, so they take the umbrella header.
+#include "korrin/korrin.h"
 #include "korrin/testing/fake_host.h"
 #include "support/call_log.h"
 

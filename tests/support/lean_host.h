@@ -3,6 +3,7 @@
 #ifndef KORRIN_TESTS_SUPPORT_LEAN_HOST_H
 #define KORRIN_TESTS_SUPPORT_LEAN_HOST_H
 
+#include "korrin/korrin.h"
 #include "korrin/testing/lean_host.h"
 
 namespace korrin_lean = korrin::testing::lean;

@@ -19,7 +19,9 @@
 #include <thread>
 #include <vector>
 
-#include "korrin/korrin.h"
+#include "korrin/config_manager.h"
+#include "korrin/metrics.h"
+#include "korrin/plugins.h"
 #include "korrin/testing/call_log.h"
 
 namespace korrin {

@@ -12,7 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "korrin/korrin.h"
+#include "korrin/config_manager.h"
+#include "korrin/metrics.h"
+#include "korrin/plugins.h"
 
 namespace korrin {
 namespace testing {
