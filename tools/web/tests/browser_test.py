@@ -490,6 +490,15 @@ def check_accessory_form(driver, base):
     """Adding a preset already listed names the copy anew and says so;
     a new accessory's id is selected, so that typing replaces it."""
     driver.get(base)
+    # At 1024 px every preset's values fit their boxes (the table may scroll
+    # sideways, but no model, serial or dock name is cut).
+    driver.set_window_size(1024, 768)
+    cut = driver.execute_script(
+        "return Array.from(document.querySelectorAll('#accessory-table input'))"
+        ".filter(i => i.scrollWidth > i.clientWidth)"
+        ".map(i => i.dataset.field + '=' + i.value);")
+    driver.set_window_size(1400, 1000)
+    check(cut == [], f"accessory form: at 1024 px these values are cut: {cut}")
     rows = driver.find_elements(By.CSS_SELECTOR, "#accessory-table tbody tr")
     driver.find_element(By.ID, "preset-add").click()
     ids = [i.get_property("value") for i in
