@@ -81,6 +81,7 @@ void Network::post(const korrin::dispatcher::RequestContext& request) {
     std::lock_guard<std::mutex> guard(mutex_);
     if (!stopping_flag_) {
       jobs_.push_back(Job{"post", request});
+      ++activity_;
       wake_.notify_all();
       return;
     }
@@ -90,6 +91,7 @@ void Network::post(const korrin::dispatcher::RequestContext& request) {
 
 int Network::fetch(const korrin::dispatcher::RequestContext& request, std::string& response) {
   if (options_.sync_fetch) {
+    ++activity_;
     std::string document;
     TransferRecord record = transfer("fetch", request, document);
     add_record(record);
@@ -103,6 +105,7 @@ int Network::fetch(const korrin::dispatcher::RequestContext& request, std::strin
     std::lock_guard<std::mutex> guard(mutex_);
     if (!stopping_flag_ && listener_ != nullptr) {
       jobs_.push_back(Job{"fetch", request});
+      ++activity_;
       wake_.notify_all();
       return korrin::dispatcher::FETCH_PENDING;
     }
@@ -225,6 +228,9 @@ TransferRecord Network::transfer(const std::string& kind,
   response.clear();
 
   const bool is_post = kind == "post" || request.method == "POST";
+  if (is_post) {
+    record.body = request.body;
+  }
   if (is_post && !is_http_url(request.url)) {
     record.error = "a POST needs an http or https URL";
     logger_->warning() << kind << ": " << request.url << " failed: " << record.error;

@@ -240,6 +240,36 @@ TEST_F(KitNetwork, APostSendsItsBodyAsJsonAndNeedsAnHttpUrl) {
   EXPECT_FALSE(records[1].ok);
   EXPECT_EQ(records[1].error, "a POST needs an http or https URL");
   EXPECT_TRUE(listener.deliveries().empty());
+  // Each record keeps the body its POST sent, as the caller gave it.
+  EXPECT_EQ(records[0].body, "{\"key\": \"headsetInventory\"}");
+  EXPECT_EQ(records[1].body, "");
+}
+
+TEST_F(KitNetwork, EveryAcceptedRequestCountsAsActivity) {
+  NetworkOptions synchronous = options();
+  synchronous.sync_fetch = true;
+  Network network(synchronous);
+  EXPECT_EQ(network.activity(), 0u);
+  std::string response;
+  EXPECT_EQ(network.fetch(get(server.url("/config.json")), response),
+            korrin::dispatcher::FETCH_DONE);
+  EXPECT_EQ(network.activity(), 1u);
+  RequestContext post;
+  post.url = server.url("/inventory");
+  post.body = "{}";
+  network.post(post);
+  EXPECT_EQ(network.activity(), 2u);
+  ASSERT_TRUE(network.wait_idle(milliseconds(10000)));
+  const std::vector<TransferRecord> records = network.records();
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(records[0].kind, "fetch");
+  EXPECT_EQ(records[0].body, "");
+  EXPECT_EQ(records[1].kind, "post");
+  EXPECT_EQ(records[1].body, "{}");
+  // A post after stop() is dropped, not accepted: the count stays.
+  network.stop();
+  network.post(post);
+  EXPECT_EQ(network.activity(), 2u);
 }
 
 TEST_F(KitNetwork, ASlowServerRunsIntoTheTransferTimeOut) {

@@ -9,9 +9,9 @@
 #include <string>
 
 #include "demo.h"
+#include "korrin/host/log_sink.h"
 #include "korrin_check/finding.h"
 #include "korrin_host/json_input.h"
-#include "korrin_host/log_sink.h"
 #include "plan.h"
 #include "run.h"
 
@@ -65,7 +65,7 @@ void add_common_options(CLI::App* command, RunOptions& run, CommonOptions& commo
 }
 
 bool apply_log_level(const CommonOptions& common, RunOptions& run, std::ostream& err) {
-  if (!parse_log_level(common.log_level, run.log_level)) {
+  if (!korrin::host::parse_log_level(common.log_level, run.log_level)) {
     err << "korrin-host: --log-level: unknown level '" << common.log_level
         << "' (critical, error, warning, notice, info, debug)\n";
     return false;
@@ -127,7 +127,7 @@ int run_plan_command(PlanCommand& plan, std::ostream& out, std::ostream& err) {
   options.previous_time_given = plan.command->count("--previous-time") > 0;
   options.format = plan.format == "json" ? PlanFormat::kJson : PlanFormat::kText;
   if (plan.command->count("--log-level") > 0) {
-    if (!parse_log_level(plan.log_level, options.log_level)) {
+    if (!korrin::host::parse_log_level(plan.log_level, options.log_level)) {
       err << "korrin-host plan: --log-level: unknown level '" << plan.log_level
           << "' (critical, error, warning, notice, info, debug)\n";
       return kExitBadInput;

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <ostream>
 
+#include "korrin/host/log_sink.h"
 #include "korrin_check/finding.h"
 #include "korrin_host/input_files.h"
-#include "korrin_host/log_sink.h"
 
 namespace korrin_host {
 
@@ -63,9 +63,9 @@ korrin_plan::PlanReport run_plan(const PlanOptions& options, std::ostream& log_s
   request.config_url_template =
       "file://" + std::filesystem::absolute(options.document_file).lexically_normal().string();
 
-  LogSinkOptions sink_options;
+  korrin::host::LogSinkOptions sink_options;
   sink_options.max_level = options.log_level;
-  LogSink sink(sink_options, log_stream);
+  korrin::host::LogSink sink(sink_options, log_stream);
   EscapingLog escaped(sink);
   if (options.log_records) {
     request.log_forward = &escaped;

@@ -6,19 +6,19 @@
 #include <cmath>
 #include <fstream>
 #include <iomanip>
+#include <limits>
 #include <memory>
 #include <sstream>
 #include <thread>
 
 #include "interrupt.h"
 #include "korrin/config_manager.h"
+#include "korrin/host/lock_factory.h"
+#include "korrin/host/log_sink.h"
 #include "korrin/metrics.h"
 #include "korrin/plugins.h"
-#include "korrin_host/fetch_listener.h"
 #include "korrin_host/input_files.h"
 #include "korrin_host/json_input.h"
-#include "korrin_host/log_sink.h"
-#include "korrin_host/mutex_factory.h"
 #include "korrin_host/system_info.h"
 
 namespace korrin_host {
@@ -26,6 +26,14 @@ namespace korrin_host {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using korrin::host::ConfigManagerListener;
+using korrin::host::DispatcherOptions;
+using korrin::host::LockFactory;
+using korrin::host::LogSink;
+using korrin::host::LogSinkOptions;
+using korrin::host::Network;
+using korrin::host::NetworkOptions;
+using korrin::host::TaskDispatcher;
 
 long milliseconds_of(double seconds) { return std::lround(seconds * 1000.0); }
 
@@ -193,6 +201,11 @@ cJSON* strings_to_json(const std::vector<std::string>& values) {
 
 }  // namespace
 
+std::chrono::steady_clock::duration task_second(double time_scale) {
+  return std::chrono::duration_cast<Clock::duration>(
+      std::chrono::duration<double>(time_scale > 0 ? time_scale : 1.0));
+}
+
 std::string inventory_serial_number(const std::string& document) {
   cJSON* root = cJSON_Parse(document.c_str());
   std::string serial;
@@ -239,8 +252,11 @@ RunReport run_host(const RunOptions& options, std::ostream& log_stream) {
   LogSinkOptions log_options;
   log_options.max_level = options.log_level;
   log_options.syslog = options.syslog;
+  log_options.syslog_ident = "korrin-host";
   LogSink sink(log_options, log_stream);
-  MutexFactory locks;
+  korrin::host::LockFactoryOptions lock_options;
+  lock_options.log = &sink;
+  LockFactory locks(lock_options);
   DeviceStore device(options.firmware_answer);
   SystemInfo system_info(facts);
   NetworkOptions network_options;
@@ -248,8 +264,15 @@ RunReport run_host(const RunOptions& options, std::ostream& log_stream) {
   network_options.transfer_timeout_ms = milliseconds_of(options.transfer_timeout_s);
   network_options.ca_file = options.ca_file;
   network_options.sync_fetch = options.sync_fetch;
-  Network network(network_options, &sink);
-  TaskDispatcher dispatcher(&sink, options.time_scale);
+  // The report lists every transfer of the run.
+  network_options.history = std::numeric_limits<std::size_t>::max();
+  network_options.log = &sink;
+  Network network(network_options);
+  DispatcherOptions dispatcher_options;
+  // --time-scale shortens every task wait (0.01: a 30 s back-off takes 0.3 s).
+  dispatcher_options.second = task_second(options.time_scale);
+  dispatcher_options.log = &sink;
+  TaskDispatcher dispatcher(dispatcher_options);
   korrin::log::Logger* logger = create_logger(&sink, "Host::Run", true);
 
   korrin::Plugins table{&sink, &network, &device, &system_info, &dispatcher, &locks};
@@ -257,7 +280,7 @@ RunReport run_host(const RunOptions& options, std::ostream& log_stream) {
   korrin::config::ConfigManager* manager = korrin::config::create_config_manager();
   korrin::config::ConfigManagerImpl* manager_state =
       korrin::config::ConfigManagerImpl::get_instance();
-  ManagerFetchListener listener(manager);
+  ConfigManagerListener listener(manager);
   network.set_listener(&listener);
 
   // The accessories present at start are connected while the dispatcher

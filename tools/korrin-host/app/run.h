@@ -3,20 +3,29 @@
 #ifndef KORRIN_HOST_APP_RUN_H
 #define KORRIN_HOST_APP_RUN_H
 
+#include <chrono>
 #include <iosfwd>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "korrin/host/network.h"
+#include "korrin/host/task_dispatcher.h"
 #include "korrin/host_log.h"
 #include "korrin_host/accessory.h"
 #include "korrin_host/device_store.h"
-#include "korrin_host/network.h"
-#include "korrin_host/task_dispatcher.h"
 
 struct cJSON;
 
 namespace korrin_host {
+
+// The program runs on the host kit's components.
+using korrin::host::DispatcherStats;
+using korrin::host::TransferRecord;
+
+/// How long one second of a task's defer time lasts with --time-scale
+/// `time_scale` (a scale that is not positive counts as 1).
+std::chrono::steady_clock::duration task_second(double time_scale);
 
 /// Exit statuses of the program.
 enum ExitStatus {

@@ -1,5 +1,8 @@
-// The host's lock factory: library locks backed by std::mutex (ordinary) and
-// std::recursive_mutex (re-entrant for the thread that holds it).
+// The planner's lock factory: library locks backed by std::mutex (ordinary)
+// and std::recursive_mutex (re-entrant for the thread that holds it). The
+// planner also runs where the host kit is not built (the WebAssembly page,
+// which has no threads or libcurl), so it carries this small factory of its
+// own; `korrin-host run` uses the kit's korrin::host::LockFactory.
 #ifndef KORRIN_HOST_MUTEX_FACTORY_H
 #define KORRIN_HOST_MUTEX_FACTORY_H
 

@@ -1,4 +1,5 @@
-// The stderr/syslog log sink: line format, level filter, syslog copy.
+// The reference host's log sink (the host kit's stderr/syslog sink): line
+// format, level filter, syslog copy; and the level names of its log capture.
 #include <gtest/gtest.h>
 #include <syslog.h>
 
@@ -9,13 +10,14 @@
 #include <utility>
 #include <vector>
 
-#include "korrin_host/log_sink.h"
+#include "korrin/host/log_sink.h"
+#include "korrin_host/log_capture.h"
 
 namespace {
 
+using korrin::host::LogSink;
+using korrin::host::LogSinkOptions;
 using korrin::log::LogLevel;
-using korrin_host::LogSink;
-using korrin_host::LogSinkOptions;
 
 // 2024-05-01T12:30:45.123Z
 std::chrono::system_clock::time_point fixed_time() {
@@ -40,34 +42,34 @@ TEST(HostLogLevels, NamesFollowTheLibraryIntegers) {
 
 TEST(HostLogLevels, ParsesNamesInAnyCaseAndNumbers) {
   LogLevel level = korrin::log::critical;
-  ASSERT_TRUE(korrin_host::parse_log_level("NOTICE", level));
+  ASSERT_TRUE(korrin::host::parse_log_level("NOTICE", level));
   EXPECT_EQ(level, korrin::log::notice);
-  ASSERT_TRUE(korrin_host::parse_log_level("5", level));
+  ASSERT_TRUE(korrin::host::parse_log_level("5", level));
   EXPECT_EQ(level, korrin::log::debug);
-  ASSERT_TRUE(korrin_host::parse_log_level("error", level));
+  ASSERT_TRUE(korrin::host::parse_log_level("error", level));
   EXPECT_EQ(level, korrin::log::error);
 }
 
 TEST(HostLogLevels, RejectsUnknownTextAndKeepsTheLevel) {
   LogLevel level = korrin::log::info;
-  EXPECT_FALSE(korrin_host::parse_log_level("verbose", level));
-  EXPECT_FALSE(korrin_host::parse_log_level("6", level));
-  EXPECT_FALSE(korrin_host::parse_log_level("", level));
+  EXPECT_FALSE(korrin::host::parse_log_level("verbose", level));
+  EXPECT_FALSE(korrin::host::parse_log_level("6", level));
+  EXPECT_FALSE(korrin::host::parse_log_level("", level));
   EXPECT_EQ(level, korrin::log::info);
 }
 
 TEST(HostLogLevels, SyslogPrioritiesMatchTheLevels) {
-  EXPECT_EQ(korrin_host::syslog_priority(korrin::log::critical), LOG_CRIT);
-  EXPECT_EQ(korrin_host::syslog_priority(korrin::log::error), LOG_ERR);
-  EXPECT_EQ(korrin_host::syslog_priority(korrin::log::warning), LOG_WARNING);
-  EXPECT_EQ(korrin_host::syslog_priority(korrin::log::notice), LOG_NOTICE);
-  EXPECT_EQ(korrin_host::syslog_priority(korrin::log::info), LOG_INFO);
-  EXPECT_EQ(korrin_host::syslog_priority(korrin::log::debug), LOG_DEBUG);
+  EXPECT_EQ(korrin::host::syslog_priority(korrin::log::critical), LOG_CRIT);
+  EXPECT_EQ(korrin::host::syslog_priority(korrin::log::error), LOG_ERR);
+  EXPECT_EQ(korrin::host::syslog_priority(korrin::log::warning), LOG_WARNING);
+  EXPECT_EQ(korrin::host::syslog_priority(korrin::log::notice), LOG_NOTICE);
+  EXPECT_EQ(korrin::host::syslog_priority(korrin::log::info), LOG_INFO);
+  EXPECT_EQ(korrin::host::syslog_priority(korrin::log::debug), LOG_DEBUG);
 }
 
 TEST(HostLogTimestamp, IsUtcWithMilliseconds) {
-  EXPECT_EQ(korrin_host::format_utc_timestamp(fixed_time()), "2024-05-01T12:30:45.123Z");
-  EXPECT_EQ(korrin_host::format_utc_timestamp(std::chrono::system_clock::time_point()),
+  EXPECT_EQ(korrin::host::format_utc_timestamp(fixed_time()), "2024-05-01T12:30:45.123Z");
+  EXPECT_EQ(korrin::host::format_utc_timestamp(std::chrono::system_clock::time_point()),
             "1970-01-01T00:00:00.000Z");
 }
 

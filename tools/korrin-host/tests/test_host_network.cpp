@@ -1,4 +1,5 @@
-// The libcurl network against real local servers: http, https, tftp and
+// The reference host's network (the host kit's libcurl network) against the
+// program's own document server and other real local servers: http, https, tftp and
 // file fetches, POSTs, failures, time-outs and shutting down mid-transfer.
 #include <arpa/inet.h>
 #include <curl/curl.h>
@@ -17,23 +18,22 @@
 #include "host_support/process.h"
 #include "host_support/servers.h"
 #include "host_support/temp_dir.h"
+#include "korrin/host/network.h"
 #include "korrin_host/document_server.h"
-#include "korrin_host/network.h"
 #include "support/fake_host.h"
 
 namespace {
 
 using korrin::dispatcher::RequestContext;
+using korrin::host::NetworkOptions;
+using korrin::host::TransferRecord;
 using korrin_host::DocumentServer;
-using korrin_host::Network;
-using korrin_host::NetworkOptions;
-using korrin_host::TransferRecord;
 using std::chrono::milliseconds;
 
 const char* const kDocument = "{\"templateConfiguration\": {\"updatedTime\": 1700000000}}\n";
 
 // Remembers every delivery and answers with `answer`.
-class RecordingListener : public korrin_host::FetchListener {
+class RecordingListener : public korrin::host::FetchListener {
  public:
   bool on_fetch_success(std::string& document) override {
     std::lock_guard<std::mutex> guard(mutex_);
@@ -61,6 +61,19 @@ class RecordingListener : public korrin_host::FetchListener {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<std::string> deliveries_;
+};
+
+// The kit's network as korrin-host makes it, its records going to `log`.
+class Network : public korrin::host::Network {
+ public:
+  Network(NetworkOptions options, korrin::log::HostLogInterface* log)
+      : korrin::host::Network(with_log(std::move(options), log)) {}
+
+ private:
+  static NetworkOptions with_log(NetworkOptions options, korrin::log::HostLogInterface* log) {
+    options.log = log;
+    return options;
+  }
 };
 
 RequestContext get(const std::string& url) {

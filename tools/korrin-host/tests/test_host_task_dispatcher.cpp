@@ -1,5 +1,6 @@
-// The threaded task dispatcher and its timer queue, checked against the
-// task contract with scripted task parameters.
+// The reference host's task dispatcher (the host kit's, with the program's
+// --time-scale) checked against the task contract with scripted task
+// parameters.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,13 +12,30 @@
 #include <utility>
 #include <vector>
 
-#include "korrin_host/task_dispatcher.h"
+#include "korrin/host/task_dispatcher.h"
+#include "run.h"
 #include "support/fake_host.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using korrin_host::TaskDispatcher;
+
+// The kit's dispatcher as korrin-host makes it: one second of task time
+// lasts `time_scale` real seconds.
+class TaskDispatcher : public korrin::host::TaskDispatcher {
+ public:
+  TaskDispatcher(korrin::log::HostLogInterface* log, double time_scale)
+      : korrin::host::TaskDispatcher(options(log, time_scale)) {}
+
+ private:
+  static korrin::host::DispatcherOptions options(korrin::log::HostLogInterface* log,
+                                                 double time_scale) {
+    korrin::host::DispatcherOptions made;
+    made.log = log;
+    made.second = korrin_host::task_second(time_scale);
+    return made;
+  }
+};
 using std::chrono::milliseconds;
 
 // What the parameters and the task function saw; shared by every clone.
@@ -137,7 +155,7 @@ TEST_F(HostTaskDispatcher, WaitsTheDeferTimeBeforeTheFirstCheckAndRunsAClone) {
   EXPECT_GE(ms_between(added, probe->checks[0]), 100.0);
   EXPECT_NE(probe->ran_params[0], &params);  // the dispatcher's own clone
   EXPECT_EQ(probe->live, 1);                 // the clone is gone again
-  const korrin_host::DispatcherStats stats = dispatcher.stats();
+  const korrin::host::DispatcherStats stats = dispatcher.stats();
   EXPECT_EQ(stats.accepted, 1u);
   EXPECT_EQ(stats.ran, 1u);
 }
@@ -383,9 +401,12 @@ TEST_F(HostTaskDispatcher, StopEndsAPausedDispatcher) {
 
 TEST_F(HostTaskDispatcher, TheTimeScaleShortensTheLibrarysRetryBackOff) {
   TaskDispatcher dispatcher(&log, 0.001);  // 40 s of task time = 40 ms
-  EXPECT_EQ(dispatcher.scaled(40), std::chrono::duration_cast<Clock::duration>(milliseconds(40)));
-  EXPECT_EQ(dispatcher.scaled(0), Clock::duration::zero());
-  EXPECT_EQ(dispatcher.scaled(-3), Clock::duration::zero());
+  EXPECT_EQ(korrin_host::task_second(0.001) * 40,
+            std::chrono::duration_cast<Clock::duration>(milliseconds(40)));
+  // No scale, or a scale that is not positive, keeps real seconds.
+  EXPECT_EQ(korrin_host::task_second(1.0), std::chrono::seconds(1));
+  EXPECT_EQ(korrin_host::task_second(0), std::chrono::seconds(1));
+  EXPECT_EQ(korrin_host::task_second(-3), std::chrono::seconds(1));
   ScriptedParams params(probe, "retry", 40);
   const Clock::time_point added = Clock::now();
   dispatcher.add_task(record_run, probe.get(), &params);

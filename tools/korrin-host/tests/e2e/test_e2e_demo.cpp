@@ -10,7 +10,7 @@
 #include "e2e/e2e_support.h"
 #include "host_support/run_main.h"
 #include "korrin/config_manager.h"
-#include "korrin_host/fetch_listener.h"
+#include "korrin/host/network.h"
 
 namespace {
 
@@ -198,7 +198,7 @@ class RecordingManager : public korrin::config::ConfigManager {
 
 TEST(HostFetchListener, ForwardsOutcomesToTheManagerAndReturnsItsAnswers) {
   RecordingManager manager;
-  korrin_host::ManagerFetchListener listener(&manager);
+  korrin::host::ConfigManagerListener listener(&manager);
   std::string document = "{}";
   EXPECT_TRUE(listener.on_fetch_success(document));
   EXPECT_FALSE(listener.on_fetch_failure(500));

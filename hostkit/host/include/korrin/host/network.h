@@ -88,6 +88,7 @@ struct TransferRecord {
   int transport_code = 0;  ///< libcurl's result code (0 = no transport error)
   std::string error;       ///< why it failed, for people
   std::size_t bytes = 0;   ///< bytes received (fetch) or sent (post)
+  std::string body;        ///< the body a POST sent (empty for a fetch)
   double started_s = 0;    ///< seconds from the network's creation to the start
   double duration_s = 0;
   bool listener_called = false;  ///< the outcome was delivered to the listener
@@ -146,6 +147,10 @@ class Network : public korrin::dispatcher::NetworkInterface {
   bool wait_idle(std::chrono::milliseconds timeout) const;
   /// The latest transfers made (or cancelled), in order of completion.
   std::vector<TransferRecord> records() const;
+  /// Requests accepted so far (queued, or made at once by a synchronous
+  /// fetch). It changes whenever work arrives, so a host that sees it
+  /// unchanged across two idle() answers knows no transfer slipped between.
+  std::uint64_t activity() const { return activity_.load(); }
 
   /// One transfer on the calling thread with these options: GET unless the
   /// request's method says otherwise. Usable without the worker; stop()
@@ -173,6 +178,7 @@ class Network : public korrin::dispatcher::NetworkInterface {
   bool busy_ = false;
   bool stopping_flag_ = false;
   std::atomic<bool> stopping_{false};
+  std::atomic<std::uint64_t> activity_{0};
   FetchListener* listener_ = nullptr;
   std::deque<TransferRecord> records_;
   std::mutex multis_mutex_;
