@@ -128,11 +128,44 @@ void a_fetch_that_fails_is_reported_to_the_device() {
   korrin::testing::uninstall_plugins();
 }
 
+// The dispatcher's virtual clock: a headset that is not ready yet makes the
+// library wait and ask again; the test moves time on instead of sleeping.
+void a_headset_is_configured_once_it_becomes_ready() {
+  korrin::testing::FakeHost host;
+  host.network.queue_fetch_answer(korrin::dispatcher::FETCH_DONE, kDocument);
+  host.install();
+  korrin::config::ConfigManager* manager = korrin::config::create_config_manager();
+  AccessoryService service(manager);
+  korrin::testing::AccessoryData data;
+  data.model = "Zelor H-9";
+  data.firmware_version = "5-0-2";
+  data.config_ready = false;
+  std::unique_ptr<korrin::testing::FakeAccessory> headset = host.accessory(data);
+  service.connect("headset-3", *headset);
+
+  host.dispatcher.advance(0);
+  check(host.dispatcher.size() == 1 && host.network.fetches().empty(),
+        "while the headset is not ready the task waits and nothing is fetched");
+  check(host.dispatcher.next_due() == 6, "the library asks again 6 seconds later");
+
+  headset->data().config_ready = true;
+  host.dispatcher.advance(5);
+  check(host.network.fetches().empty(), "5 seconds later it still waits");
+  host.dispatcher.advance(1);
+  check_lines(host.calls.starting_with("device.apply_setting"),
+              {"device.apply_setting(headset-3, statusLed, 5, on)",
+               "device.apply_setting(headset-3, noiseCancelling, 20, high)"},
+              "once ready, the headset gets the document's settings");
+  korrin::config::delete_config_manager();
+  korrin::testing::uninstall_plugins();
+}
+
 }  // namespace
 
 int main() {
   connecting_a_headset_applies_the_settings_of_the_delivered_document();
   a_fetch_that_fails_is_reported_to_the_device();
+  a_headset_is_configured_once_it_becomes_ready();
   if (failures == 0) {
     std::printf("korrin-host-unit-test: OK\n");
   }

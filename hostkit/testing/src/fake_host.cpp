@@ -199,7 +199,9 @@ void FakeTaskDispatcher::add_task(TaskFunction task, void* context,
   queued.function = task;
   queued.context = context;
   queued.params.reset(params == nullptr ? nullptr : params->clone());
+  const int defer = queued.params ? queued.params->get_defer_time() : 0;
   std::lock_guard<std::mutex> guard(mutex_);
+  queued.due = now_ + (defer > 0 ? defer : 0);
   queue_.push_back(std::move(queued));
 }
 
@@ -230,7 +232,9 @@ int FakeTaskDispatcher::run_next() {
   if (status == korrin::TASK_RUN) {
     task.function(task.context, task.params.get());
   } else if (status == korrin::TASK_DEFER) {
+    const int defer = task.params->get_defer_time();
     std::lock_guard<std::mutex> guard(mutex_);
+    task.due = now_ + (defer > 0 ? defer : 0);
     queue_.push_back(std::move(task));
   }
   return status;
@@ -241,6 +245,67 @@ int FakeTaskDispatcher::run_all(int max_checks) {
   while (checks < max_checks && size() > 0) {
     run_next();
     ++checks;
+  }
+  return checks;
+}
+
+long long FakeTaskDispatcher::now() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return now_;
+}
+
+long long FakeTaskDispatcher::next_due() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  long long earliest = -1;
+  for (const QueuedTask& task : queue_) {
+    if (earliest < 0 || task.due < earliest) {
+      earliest = task.due;
+    }
+  }
+  return earliest;
+}
+
+int FakeTaskDispatcher::advance(long long seconds, int max_checks) {
+  long long until = 0;
+  {
+    std::lock_guard<std::mutex> guard(mutex_);
+    until = now_ + (seconds > 0 ? seconds : 0);
+  }
+  int checks = 0;
+  while (checks < max_checks) {
+    QueuedTask task;
+    {
+      std::lock_guard<std::mutex> guard(mutex_);
+      // The earliest due task; equal times keep their queue order.
+      auto earliest = queue_.end();
+      for (auto it = queue_.begin(); it != queue_.end(); ++it) {
+        if (it->due <= until && (earliest == queue_.end() || it->due < earliest->due)) {
+          earliest = it;
+        }
+      }
+      if (earliest == queue_.end()) {
+        now_ = until;
+        break;
+      }
+      now_ = earliest->due > now_ ? earliest->due : now_;
+      task = std::move(*earliest);
+      queue_.erase(earliest);
+    }
+    ++checks;
+    if (!task.params) {
+      continue;  // nothing to ask: dropped
+    }
+    // The task is checked and run without the dispatcher's lock, so that it
+    // may queue further tasks.
+    const int status = task.params->check_status();
+    if (status == korrin::TASK_RUN) {
+      task.function(task.context, task.params.get());
+    } else if (status == korrin::TASK_DEFER) {
+      const int defer = task.params->get_defer_time();
+      std::lock_guard<std::mutex> guard(mutex_);
+      task.due = now_ + (defer > 0 ? defer : 0);
+      queue_.push_back(std::move(task));
+    }
   }
   return checks;
 }

@@ -102,6 +102,167 @@ TEST(TestingFakes, TheManualDispatcherRunsTasksOnlyWhenToldByTheirStatus) {
                                       "task_dispatcher.add_task(type=1, defer=0, timeout=60)"}));
 }
 
+// Parameters with a defer time of their own: check_status answers in turn
+// from a list, and an answer of 2 stores `redefer` as the next defer time.
+// Every object is counted, so a test sees when the dispatcher's clone goes.
+class Timed : public korrin::TaskParametersInterface {
+ public:
+  Timed(std::string name, int defer, std::vector<int> answers, int redefer = 6)
+      : name_(std::move(name)), defer_(defer), redefer_(redefer), answers_(std::move(answers)) {
+    ++live;
+  }
+  Timed(const Timed& other)
+      : korrin::TaskParametersInterface(other),
+        name_(other.name_),
+        defer_(other.defer_),
+        redefer_(other.redefer_),
+        answers_(other.answers_),
+        next_(other.next_) {
+    ++live;
+  }
+  ~Timed() override { --live; }
+  korrin::TaskParametersInterface* clone() const override { return new Timed(*this); }
+  int get_type() const override { return 0; }
+  int check_status() override {
+    const int answer = answers_.at(next_ < answers_.size() ? next_ : answers_.size() - 1);
+    ++next_;
+    if (answer == korrin::TASK_DEFER) {
+      defer_ = redefer_;
+    }
+    return answer;
+  }
+  int get_timeout() const override { return 60; }
+  int get_defer_time() const override { return defer_; }
+  const std::string& name() const { return name_; }
+  static int live;
+
+ private:
+  std::string name_;
+  int defer_;
+  int redefer_;
+  std::vector<int> answers_;
+  std::size_t next_ = 0;
+};
+int Timed::live = 0;
+
+// Each run as "name@virtual time".
+struct ClockRuns {
+  korrin::testing::FakeTaskDispatcher* dispatcher = nullptr;
+  std::vector<std::string> runs;
+  // Queued by the next run, when set.
+  Timed* follow_up = nullptr;
+};
+void note_timed_run(void* context, korrin::TaskParametersInterface* params) {
+  auto* seen = static_cast<ClockRuns*>(context);
+  seen->runs.push_back(static_cast<Timed*>(params)->name() + "@" +
+                       std::to_string(seen->dispatcher->now()));
+  if (seen->follow_up != nullptr) {
+    Timed* next = seen->follow_up;
+    seen->follow_up = nullptr;
+    seen->dispatcher->add_task(note_timed_run, seen, next);
+  }
+}
+
+TEST(TestingFakesClock, ATaskRunsOnlyOnceItsDeferTimeHasPassed) {
+  FakeHost host;
+  ClockRuns seen{&host.dispatcher};
+  {
+    Timed readiness("ready-wait", 6, {korrin::TASK_RUN});
+    host.dispatcher.add_task(note_timed_run, &seen, &readiness);
+  }
+  EXPECT_EQ(Timed::live, 1);  // the dispatcher's clone
+  EXPECT_EQ(host.dispatcher.now(), 0);
+  EXPECT_EQ(host.dispatcher.next_due(), 6);
+  EXPECT_EQ(host.dispatcher.advance(5), 0);
+  EXPECT_EQ(host.dispatcher.now(), 5);
+  EXPECT_TRUE(seen.runs.empty());
+  EXPECT_EQ(host.dispatcher.advance(1), 1);
+  EXPECT_EQ(seen.runs, std::vector<std::string>{"ready-wait@6"});
+  EXPECT_EQ(Timed::live, 0);  // deleted once it ran
+  EXPECT_EQ(host.dispatcher.next_due(), -1);
+  EXPECT_EQ(host.dispatcher.size(), 0u);
+}
+
+TEST(TestingFakesClock, AnAnswerOfTwoIsAskedAgainAfterTheNewDeferTime) {
+  FakeHost host;
+  ClockRuns seen{&host.dispatcher};
+  Timed retry("retry", 0, {korrin::TASK_DEFER, korrin::TASK_DEFER, korrin::TASK_RUN}, 30);
+  host.dispatcher.add_task(note_timed_run, &seen, &retry);
+  EXPECT_EQ(host.dispatcher.advance(0), 1);  // asked at 0: not yet
+  EXPECT_EQ(host.dispatcher.next_due(), 30);
+  EXPECT_EQ(host.dispatcher.advance(29), 0);
+  EXPECT_TRUE(seen.runs.empty());
+  // Both later checks fall within one step: at 30 (2 again), then at 60.
+  EXPECT_EQ(host.dispatcher.advance(100), 2);
+  EXPECT_EQ(seen.runs, std::vector<std::string>{"retry@60"});
+  EXPECT_EQ(host.dispatcher.now(), 129);
+  EXPECT_EQ(Timed::live, 1);  // only the test's own object is left
+}
+
+TEST(TestingFakesClock, AnAnswerOfThreeDropsTheTaskWithoutRunningIt) {
+  FakeHost host;
+  ClockRuns seen{&host.dispatcher};
+  Timed gone("gone", 2, {korrin::TASK_DROP});
+  host.dispatcher.add_task(note_timed_run, &seen, &gone);
+  EXPECT_EQ(host.dispatcher.advance(2), 1);
+  EXPECT_TRUE(seen.runs.empty());
+  EXPECT_EQ(host.dispatcher.size(), 0u);
+  EXPECT_EQ(Timed::live, 1);
+}
+
+TEST(TestingFakesClock, DueTasksRunEarliestFirstAndEqualTimesInQueueOrder) {
+  FakeHost host;
+  ClockRuns seen{&host.dispatcher};
+  Timed late("late", 9, {korrin::TASK_RUN});
+  Timed first("first", 3, {korrin::TASK_RUN});
+  Timed second("second", 3, {korrin::TASK_RUN});
+  host.dispatcher.add_task(note_timed_run, &seen, &late);
+  host.dispatcher.add_task(note_timed_run, &seen, &first);
+  host.dispatcher.add_task(note_timed_run, &seen, &second);
+  EXPECT_EQ(host.dispatcher.advance(10), 3);
+  EXPECT_EQ(seen.runs, (std::vector<std::string>{"first@3", "second@3", "late@9"}));
+  EXPECT_EQ(host.dispatcher.now(), 10);
+}
+
+TEST(TestingFakesClock, ATaskQueuedByARunningTaskIsDueFromThatMoment) {
+  FakeHost host;
+  ClockRuns seen{&host.dispatcher};
+  Timed fetch("fetch", 0, {korrin::TASK_RUN});
+  Timed follow("follow-up", 10, {korrin::TASK_RUN});
+  seen.follow_up = &follow;
+  host.dispatcher.add_task(note_timed_run, &seen, &fetch);
+  EXPECT_EQ(host.dispatcher.advance(4), 1);
+  EXPECT_EQ(host.dispatcher.next_due(), 10);  // queued at 0, while the clock stood there
+  EXPECT_EQ(host.dispatcher.advance(6), 1);
+  EXPECT_EQ(seen.runs, (std::vector<std::string>{"fetch@0", "follow-up@10"}));
+}
+
+TEST(TestingFakesClock, TheClockNeverMovesByItselfAndRunNextLeavesIt) {
+  FakeHost host;
+  ClockRuns seen{&host.dispatcher};
+  Timed waiting("waiting", 6, {korrin::TASK_RUN});
+  host.dispatcher.add_task(note_timed_run, &seen, &waiting);
+  EXPECT_EQ(host.dispatcher.advance(0), 0);
+  EXPECT_EQ(host.dispatcher.now(), 0);
+  // run_next() ignores the defer time and does not touch the clock.
+  EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
+  EXPECT_EQ(seen.runs, std::vector<std::string>{"waiting@0"});
+  EXPECT_EQ(host.dispatcher.now(), 0);
+}
+
+TEST(TestingFakesClock, AdvanceStopsAfterItsCheckLimit) {
+  FakeHost host;
+  ClockRuns seen{&host.dispatcher};
+  // Answers 2 with no defer time for ever: due again at once.
+  Timed spinning("spinning", 0, {korrin::TASK_DEFER}, 0);
+  host.dispatcher.add_task(note_timed_run, &seen, &spinning);
+  EXPECT_EQ(host.dispatcher.advance(5, 50), 50);
+  EXPECT_EQ(host.dispatcher.now(), 0);  // stands at the last check
+  EXPECT_EQ(host.dispatcher.size(), 1u);
+  host.dispatcher.clear();
+  EXPECT_EQ(Timed::live, 1);
+}
+
 TEST(TestingFakes, LocksRecordTheirUseAndCountMisuse) {
   FakeHost host;
   korrin::MutexInterface* reentrant = host.mutexes.create_mutex(true);

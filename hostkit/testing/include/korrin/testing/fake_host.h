@@ -144,8 +144,18 @@ struct QueuedTask {
   korrin::TaskDispatcherInterface::TaskFunction function = nullptr;
   void* context = nullptr;
   std::unique_ptr<korrin::TaskParametersInterface> params;
+  /// When the task is next due, in the dispatcher's virtual seconds: the
+  /// time it was queued (or last deferred) plus its defer time.
+  long long due = 0;
 };
 
+/// The manual dispatcher: tasks wait until the test runs them.
+///
+/// run_next() and run_all() take tasks in queue order and ignore defer times.
+/// The virtual clock honours them instead: the dispatcher's time (now())
+/// starts at 0 and moves only when the test calls advance(); a task is due
+/// at the time it was queued plus its get_defer_time(), and after an answer
+/// of 2 at the time of that check plus the newly stored defer time.
 class FakeTaskDispatcher : public korrin::TaskDispatcherInterface {
  public:
   explicit FakeTaskDispatcher(CallLog* calls) : calls_(calls) {}
@@ -162,6 +172,20 @@ class FakeTaskDispatcher : public korrin::TaskDispatcherInterface {
   int run_next();
   /// run_next() until the queue is empty or `max_checks` checks were made.
   int run_all(int max_checks = 100);
+
+  /// The virtual time, in seconds since the dispatcher was made.
+  long long now() const;
+  /// When the earliest queued task is due, or -1 when none is queued.
+  long long next_due() const;
+  /// Moves the virtual time on by `seconds` (0: stays) and takes every task
+  /// that is due by then through the contract, earliest first (equal times
+  /// in queue order), the clock standing at each task's due time while it is
+  /// checked and run: 1 runs it, 2 queues it again for its new defer time
+  /// (it runs in this call if that is still due), 3 drops it. A clone is
+  /// deleted once its task ran or was dropped. Tasks queued by a running
+  /// task join with their own due times. Returns the number of checks made;
+  /// stops after `max_checks` (the clock then stands at the last check).
+  int advance(long long seconds, int max_checks = 1000);
   /// Drops every queued task (deleting the clones).
   void clear();
 
@@ -169,6 +193,7 @@ class FakeTaskDispatcher : public korrin::TaskDispatcherInterface {
   CallLog* calls_;
   mutable std::mutex mutex_;
   std::deque<QueuedTask> queue_;
+  long long now_ = 0;
 };
 
 /// A lock that records its use and detects misuse instead of deadlocking.
