@@ -13,6 +13,7 @@
 #include "korrin/korrin.h"
 #include "support/config_members.h"
 #include "support/config_param.h"
+#include "support/expected_records.h"
 #include "support/fake_host.h"
 #include "support/lock_checks.h"
 
@@ -34,11 +35,8 @@ using Lines = std::vector<std::string>;
 
 const std::string kName = "Lib::ConfigManagerImpl: ";
 
-std::string notice(const std::string& text) { return "log.notice(" + kName + text + ")"; }
-std::string info_line(const std::string& text) { return "log.info(" + kName + text + ")"; }
-std::string warning(const std::string& text) { return "log.warning(" + kName + text + ")"; }
-std::string error_line(const std::string& text) { return "log.error(" + kName + text + ")"; }
-const std::string kNotFound = warning("get_config_object: Cannot find config object");
+const korrin_test::RecordsOf manager_log(kName);
+const std::string kNotFound = manager_log.warning("get_config_object: Cannot find config object");
 
 AccessoryData headset(const std::string& model = "Zelor H-5") {
   AccessoryData data;
@@ -206,9 +204,9 @@ TEST_F(ManagerTest, InitializeRegistersAHeadsetWithTheExactRecords) {
   EXPECT_EQ(m.initialize_accessory("acc-1", accessory.get()), "acc-1");
   EXPECT_NE(dynamic_cast<HeadsetConfigImpl*>(m.get_config_object("acc-1")), nullptr);
   EXPECT_EQ(manager_lines(host),
-            (Lines{notice("initialize_accessory: called for id: acc-1"), kNotFound,
-                   info_line("create_accessory: Creating Config object for id: acc-1"),
-                   notice("create_accessory: Config object created")}));
+            (Lines{manager_log.notice("initialize_accessory: called for id: acc-1"), kNotFound,
+                   manager_log.info("create_accessory: Creating Config object for id: acc-1"),
+                   manager_log.notice("create_accessory: Config object created")}));
   EXPECT_EQ(m.configure_calls, Lines{"acc-1|"});
 }
 
@@ -236,10 +234,10 @@ TEST_F(ManagerTest, InitializeWithAnUnknownTypeRegistersNothingAndReturnsEmpty) 
   EXPECT_EQ(m.configure_calls, Lines{"acc-1|"});
   const Lines records = host.calls.starting_with("log.");
   EXPECT_EQ(Lines(records.begin(), records.begin() + 5),
-            (Lines{notice("initialize_accessory: called for id: odd-1"), kNotFound,
-                   info_line("create_accessory: Creating Config object for id: odd-1"),
+            (Lines{manager_log.notice("initialize_accessory: called for id: odd-1"), kNotFound,
+                   manager_log.info("create_accessory: Creating Config object for id: odd-1"),
                    "log.info(ConfigFactory: ::create_config: Unknown accessory type)",
-                   error_line("create_accessory: failed to create Config object")}));
+                   manager_log.error("create_accessory: failed to create Config object")}));
 }
 
 TEST_F(ManagerTest, InitializeWithoutDescriptionLogsAndRegistersNothing) {
@@ -247,8 +245,8 @@ TEST_F(ManagerTest, InitializeWithoutDescriptionLogsAndRegistersNothing) {
   host.calls.clear();
   EXPECT_EQ(m.initialize_accessory("acc-1", nullptr), "");
   EXPECT_EQ(host.calls.all(),
-            (Lines{notice("initialize_accessory: called for id: acc-1"),
-                   error_line("initialize_accessoryno accessory info for id: acc-1")}));
+            (Lines{manager_log.notice("initialize_accessory: called for id: acc-1"),
+                   manager_log.error("initialize_accessoryno accessory info for id: acc-1")}));
   EXPECT_EQ(m.get_number_of_configs(), 0);
   EXPECT_TRUE(m.configure_calls.empty());
 }
@@ -270,7 +268,8 @@ TEST_F(ManagerTest, InitializeTwiceKeepsOneObjectUpdatedWithTheNewDescription) {
   EXPECT_EQ(config->get_config_retries(), 0);
   EXPECT_EQ(config->retrieve_config().size(), 1u);
   EXPECT_EQ(FakeAccessory::live(), live_before);
-  EXPECT_EQ(manager_lines(host), Lines{notice("initialize_accessory: called for id: acc-1")});
+  EXPECT_EQ(manager_lines(host),
+            Lines{manager_log.notice("initialize_accessory: called for id: acc-1")});
   EXPECT_EQ(m.configure_calls, (Lines{"acc-1|", "acc-1|"}));
 }
 
@@ -324,9 +323,9 @@ TEST_F(ManagerTest, GetAccessoryLogsTheFind) {
   host.calls.clear();
   EXPECT_EQ(m->get_accessory("acc-1"), config);
   EXPECT_EQ(m->get_accessory("nope"), nullptr);
-  EXPECT_EQ(
-      manager_lines(host),
-      (Lines{notice("get_accessory: Found accessory config object for id: acc-1"), kNotFound}));
+  EXPECT_EQ(manager_lines(host),
+            (Lines{manager_log.notice("get_accessory: Found accessory config object for id: acc-1"),
+                   kNotFound}));
 }
 
 TEST_F(ManagerTest, IdsAreCaseSensitive) {
@@ -354,8 +353,8 @@ TEST_F(ManagerTest, RemovingAnUnknownIdLogsOnlyEnter) {
   m->set_configure_accessory_pending(true);
   host.calls.clear();
   m->remove_accessory("nope");
-  EXPECT_EQ(host.calls.all(),
-            (Lines{notice("remove_accessory: ENTER"), "mutex.lock(#1)", "mutex.unlock(#1)"}));
+  EXPECT_EQ(host.calls.all(), (Lines{manager_log.notice("remove_accessory: ENTER"),
+                                     "mutex.lock(#1)", "mutex.unlock(#1)"}));
   EXPECT_TRUE(m->is_configure_accessory_pending());
 }
 
@@ -368,11 +367,11 @@ TEST_F(ManagerTest, RemovingTheOnlyPendingAccessoryClearsTheFlagInsideTheRegistr
   host.calls.clear();
   m->remove_accessory("acc-1");
   EXPECT_EQ(host.calls.all(),
-            (Lines{notice("remove_accessory: ENTER"), "mutex.lock(#1)",
-                   notice("remove_accessory: erased [1] pending config"), "mutex.lock(#2)",
-                   "mutex.unlock(#2)", "mutex.lock(#3)", "mutex.unlock(#3)", "accessory.destroyed",
-                   "mutex_factory.destroy_mutex(#4)", "mutex_factory.destroy_mutex(#3)",
-                   "mutex.unlock(#1)"}));
+            (Lines{manager_log.notice("remove_accessory: ENTER"), "mutex.lock(#1)",
+                   manager_log.notice("remove_accessory: erased [1] pending config"),
+                   "mutex.lock(#2)", "mutex.unlock(#2)", "mutex.lock(#3)", "mutex.unlock(#3)",
+                   "accessory.destroyed", "mutex_factory.destroy_mutex(#4)",
+                   "mutex_factory.destroy_mutex(#3)", "mutex.unlock(#1)"}));
   EXPECT_FALSE(m->is_configure_accessory_pending());
   EXPECT_EQ(m->get_number_of_configs(), 0);
   EXPECT_EQ(m->get_number_of_pending_configs(), 0);
@@ -398,8 +397,9 @@ TEST_F(ManagerTest, RemovingANonPendingAccessoryErasesNothingFromThePendingSet) 
   m->set_configure_accessory_pending(true);
   host.calls.clear();
   m->remove_accessory("b");
-  EXPECT_EQ(manager_lines(host), (Lines{notice("remove_accessory: ENTER"),
-                                        notice("remove_accessory: erased [0] pending config")}));
+  EXPECT_EQ(manager_lines(host),
+            (Lines{manager_log.notice("remove_accessory: ENTER"),
+                   manager_log.notice("remove_accessory: erased [0] pending config")}));
   EXPECT_TRUE(m->is_configure_accessory_pending());
   EXPECT_EQ(m->get_number_of_configs(), 1);
 }
@@ -434,7 +434,7 @@ TEST_F(ManagerTest, ResetToAdminDefaultsResetsTheObject) {
   host.calls.clear();
   EXPECT_TRUE(m->reset_to_admin_defaults("acc-1"));
   EXPECT_EQ(host.calls.excluding({"mutex."}),
-            (Lines{notice("reset_to_admin_defaults: ENTER"),
+            (Lines{manager_log.notice("reset_to_admin_defaults: ENTER"),
                    "log.info(HeadsetConfigImpl: reset_config: Resetting config)",
                    "log.notice(HeadsetConfigImpl: apply_config_to_device: Apply type: RESET)",
                    "log.debug(HeadsetConfigImpl: apply_config_to_device: tone : (usage id: 5 , "
@@ -474,8 +474,9 @@ TEST_F(ManagerTest, ResetToAdminDefaultsOfAnUnknownIdIsFalse) {
   host.calls.clear();
   EXPECT_FALSE(m->reset_to_admin_defaults("nope"));
   EXPECT_EQ(host.calls.starting_with("log."),
-            (Lines{notice("reset_to_admin_defaults: ENTER"), kNotFound,
-                   notice("reset_to_admin_defaults: Config object of this type does not exist")}));
+            (Lines{manager_log.notice("reset_to_admin_defaults: ENTER"), kNotFound,
+                   manager_log.notice(
+                       "reset_to_admin_defaults: Config object of this type does not exist")}));
 }
 
 TEST_F(ManagerTest, RetrieveConfigReturnsACopyOfTheSettings) {
@@ -489,7 +490,7 @@ TEST_F(ManagerTest, RetrieveConfigReturnsACopyOfTheSettings) {
   ASSERT_EQ(settings.size(), 2u);
   EXPECT_EQ(settings.at(5).key, "volume");
   EXPECT_EQ(settings.at(9).user_value, "2");
-  EXPECT_EQ(manager_lines(host), Lines{notice("retrieve_config: ENTER")});
+  EXPECT_EQ(manager_lines(host), Lines{manager_log.notice("retrieve_config: ENTER")});
   settings[5].value = "changed";
   EXPECT_EQ(m->retrieve_config("acc-1").at(5).value, "7");
 }
@@ -499,8 +500,8 @@ TEST_F(ManagerTest, RetrieveConfigOfAnUnknownIdIsEmptyWithAWarning) {
   host.calls.clear();
   EXPECT_TRUE(m->retrieve_config("nope").empty());
   EXPECT_EQ(host.calls.starting_with("log."),
-            (Lines{notice("retrieve_config: ENTER"), kNotFound,
-                   warning("retrieve_config: No config object")}));
+            (Lines{manager_log.notice("retrieve_config: ENTER"), kNotFound,
+                   manager_log.warning("retrieve_config: No config object")}));
 }
 
 TEST_F(ManagerTest, RetrieveOneSettingGivesItsValueAndLogsEnterTwice) {
@@ -510,8 +511,8 @@ TEST_F(ManagerTest, RetrieveOneSettingGivesItsValueAndLogsEnterTwice) {
   config->set_map_entry(5, param(5, "volume", "7", "Admin"));
   host.calls.clear();
   EXPECT_EQ(m->retrieve_config("acc-1", 5), "7");
-  EXPECT_EQ(manager_lines(host),
-            (Lines{notice("retrieve_config: ENTER"), notice("retrieve_config: ENTER")}));
+  EXPECT_EQ(manager_lines(host), (Lines{manager_log.notice("retrieve_config: ENTER"),
+                                        manager_log.notice("retrieve_config: ENTER")}));
 }
 
 TEST_F(ManagerTest, RetrieveAMissingUsageIdGivesAnEmptyString) {
@@ -547,9 +548,10 @@ TEST_F(ManagerTest, UpdateConfigFromHostStoresTheSettingUnderItsUsageId) {
   m->create_accessory("acc-1", accessory.get());
   host.calls.clear();
   EXPECT_TRUE(m->update_config_from_host("acc-1", "volume", 5, "7"));
-  EXPECT_EQ(manager_lines(host),
-            (Lines{notice("update_config_from_host: ENTER"),
-                   notice("get_accessory: Found accessory config object for id: acc-1")}));
+  EXPECT_EQ(
+      manager_lines(host),
+      (Lines{manager_log.notice("update_config_from_host: ENTER"),
+             manager_log.notice("get_accessory: Found accessory config object for id: acc-1")}));
   const auto settings = m->retrieve_config("acc-1");
   ASSERT_EQ(settings.count(5), 1u);
   EXPECT_EQ(settings.at(5).key, "volume");
@@ -561,7 +563,7 @@ TEST_F(ManagerTest, UpdateConfigFromHostOfAnUnknownIdIsFalse) {
   host.calls.clear();
   EXPECT_FALSE(m->update_config_from_host("nope", "volume", 5, "7"));
   EXPECT_EQ(host.calls.starting_with("log."),
-            (Lines{notice("update_config_from_host: ENTER"), kNotFound}));
+            (Lines{manager_log.notice("update_config_from_host: ENTER"), kNotFound}));
 }
 
 TEST_F(ManagerTest, UpdateConfigFromHostTurnsARuntimeErrorIntoFalse) {
@@ -571,9 +573,9 @@ TEST_F(ManagerTest, UpdateConfigFromHostTurnsARuntimeErrorIntoFalse) {
   host.calls.clear();
   EXPECT_FALSE(m->update_config_from_host("acc-1", "runtime", 5, "x"));
   EXPECT_EQ(manager_lines(host),
-            (Lines{notice("update_config_from_host: ENTER"),
-                   notice("get_accessory: Found accessory config object for id: acc-1"),
-                   error_line("update_config_from_host: no such setting x")}));
+            (Lines{manager_log.notice("update_config_from_host: ENTER"),
+                   manager_log.notice("get_accessory: Found accessory config object for id: acc-1"),
+                   manager_log.error("update_config_from_host: no such setting x")}));
 }
 
 TEST_F(ManagerTest, UpdateConfigFromHostLetsOtherExceptionsThrough) {

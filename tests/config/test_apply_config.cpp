@@ -10,6 +10,7 @@
 
 #include "korrin/korrin.h"
 #include "support/config_param.h"
+#include "support/expected_records.h"
 #include "support/fake_host.h"
 #include "support/lock_checks.h"
 
@@ -26,14 +27,10 @@ using korrin_test::InjectedFault;
 using korrin_test::param;
 using Lines = std::vector<std::string>;
 
-const std::string kConfigure =
-    "log.notice(HeadsetConfigImpl: apply_config_to_device: Apply type: CONFIGURE)";
-const std::string kReset =
-    "log.notice(HeadsetConfigImpl: apply_config_to_device: Apply type: RESET)";
-
-std::string debug(const std::string& text) {
-  return "log.debug(HeadsetConfigImpl: apply_config_to_device" + text + ")";
-}
+// The records of the object's apply_config_to_device.
+const korrin_test::RecordsOf applying("HeadsetConfigImpl: apply_config_to_device");
+const std::string kConfigure = applying.notice(": Apply type: CONFIGURE");
+const std::string kReset = applying.notice(": Apply type: RESET");
 
 // A device that runs a hook after recording each apply_setting (to act as a
 // host that changes settings while the library is calling it).
@@ -98,7 +95,7 @@ TEST_F(ApplyConfigTest, EmptyMapUnderResetIsTheSameError) {
 TEST_F(ApplyConfigTest, ConfigureSendsAnAdminEntryWithItsExactSequence) {
   apply({param(5, "volume", "7", "Admin")}, CONFIGURE);
   EXPECT_EQ(host.calls.all(), (Lines{"mutex.lock(#1)", "mutex.unlock(#1)", kConfigure,
-                                     debug(": volume : (usage id: 5 , value: 7)"),
+                                     applying.debug(": volume : (usage id: 5 , value: 7)"),
                                      "device.apply_setting(acc-1, volume, 5, 7)", "mutex.lock(#1)",
                                      "mutex.unlock(#1)"}));
 }
@@ -115,23 +112,24 @@ TEST_F(ApplyConfigTest, ConfigureIgnoresAnUnknownAccessClassSilently) {
 
 TEST_F(ApplyConfigTest, ConfigureSkipsADualEntryThatFollowsTheUser) {
   apply({param(9, "ring", "255", "Both", "3")}, CONFIGURE);
-  EXPECT_EQ(without_locks(),
-            (Lines{kConfigure, "device.set_follow_user_config(9, true)",
-                   debug(" : skip dual setting - ring : (usage id: 9) , which is set to follow "
-                         "user config")}));
+  EXPECT_EQ(
+      without_locks(),
+      (Lines{kConfigure, "device.set_follow_user_config(9, true)",
+             applying.debug(" : skip dual setting - ring : (usage id: 9) , which is set to follow "
+                            "user config")}));
 }
 
 TEST_F(ApplyConfigTest, ConfigureSendsADualEntryWithItsOwnValue) {
   apply({param(9, "ring", "4", "Both", "3")}, CONFIGURE);
   EXPECT_EQ(without_locks(),
             (Lines{kConfigure, "device.set_follow_user_config(9, false)",
-                   debug(" : apply dual setting - ring : (usage id: 9 , value: 4)"),
+                   applying.debug(" : apply dual setting - ring : (usage id: 9 , value: 4)"),
                    "device.apply_setting(acc-1, ring, 9, 4)"}));
 }
 
 TEST_F(ApplyConfigTest, ResetSendsTheUserValueOfAFollowingDualEntryButLogsTheMarker) {
   apply({param(9, "ring", "255", "Both", "3")}, RESET);
-  EXPECT_EQ(without_locks(), (Lines{kReset, debug(": ring : (usage id: 9 , value: 255)"),
+  EXPECT_EQ(without_locks(), (Lines{kReset, applying.debug(": ring : (usage id: 9 , value: 255)"),
                                     "device.apply_setting(acc-1, ring, 9, 3)"}));
 }
 
@@ -142,9 +140,9 @@ TEST_F(ApplyConfigTest, ResetLeavesAdminAndNonFollowingDualEntriesAlone) {
 
 TEST_F(ApplyConfigTest, ResetSendsUserAndUnknownEntriesWithTheirConfiguredValue) {
   apply({param(5, "tone", "3", "User", "8"), param(6, "gain", "2", "Owner")}, RESET);
-  EXPECT_EQ(without_locks(), (Lines{kReset, debug(": tone : (usage id: 5 , value: 3)"),
+  EXPECT_EQ(without_locks(), (Lines{kReset, applying.debug(": tone : (usage id: 5 , value: 3)"),
                                     "device.apply_setting(acc-1, tone, 5, 3)", kReset,
-                                    debug(": gain : (usage id: 6 , value: 2)"),
+                                    applying.debug(": gain : (usage id: 6 , value: 2)"),
                                     "device.apply_setting(acc-1, gain, 6, 2)"}));
 }
 
@@ -177,9 +175,9 @@ TEST_F(ApplyConfigTest, EntriesGoOutInAscendingUsageIdOrder) {
 
 TEST_F(ApplyConfigTest, NegativeUsageIdsArePrintedInDecimalAndSentFirst) {
   apply({param(4, "b", "1", "Admin"), param(-3, "a", "0", "Admin")}, CONFIGURE);
-  EXPECT_EQ(without_locks(), (Lines{kConfigure, debug(": a : (usage id: -3 , value: 0)"),
+  EXPECT_EQ(without_locks(), (Lines{kConfigure, applying.debug(": a : (usage id: -3 , value: 0)"),
                                     "device.apply_setting(acc-1, a, -3, 0)", kConfigure,
-                                    debug(": b : (usage id: 4 , value: 1)"),
+                                    applying.debug(": b : (usage id: 4 , value: 1)"),
                                     "device.apply_setting(acc-1, b, 4, 1)"}));
 }
 
@@ -220,7 +218,7 @@ TEST_P(FollowMarkerTest, ResetSendsTheUserValueOnlyForTheMarker) {
   apply({param(9, "ring", c.value, "Both", "3")}, RESET);
   if (c.follows) {
     EXPECT_EQ(without_locks(),
-              (Lines{kReset, debug(": ring : (usage id: 9 , value: " + c.value + ")"),
+              (Lines{kReset, applying.debug(": ring : (usage id: 9 , value: " + c.value + ")"),
                      "device.apply_setting(acc-1, ring, 9, 3)"}));
   } else {
     EXPECT_EQ(without_locks(), Lines{kReset});
@@ -243,7 +241,7 @@ TEST_F(ApplyConfigTest, ANonNumericDualValueReadsAsZeroAndIsSentUnderConfigure) 
   apply({param(9, "ring", "abc", "Both", "3")}, CONFIGURE);
   EXPECT_EQ(without_locks(),
             (Lines{kConfigure, "device.set_follow_user_config(9, false)",
-                   debug(" : apply dual setting - ring : (usage id: 9 , value: abc)"),
+                   applying.debug(" : apply dual setting - ring : (usage id: 9 , value: abc)"),
                    "device.apply_setting(acc-1, ring, 9, abc)"}));
 }
 

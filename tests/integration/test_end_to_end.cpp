@@ -9,6 +9,7 @@
 
 #include "korrin/korrin.h"
 #include "support/example_files.h"
+#include "support/expected_records.h"
 #include "support/fake_host.h"
 
 namespace {
@@ -102,17 +103,10 @@ const Lines kHeadsetFromFleet = {"device.apply_setting(hs-desk-01, ringerVolume,
                                  "device.apply_setting(hs-desk-01, dockChargeMode, 152, fast)",
                                  "device.request_firmware_upgrade(hs-desk-01, 2-4-10, H5 release)"};
 
-const std::string kManager = "Lib::ConfigManagerImpl: ";
+const korrin_test::RecordsOf kManager("Lib::ConfigManagerImpl: ");
 
-Lines manager_records(const FakeHost& host) {
-  Lines out;
-  for (const auto& text : host.log.texts()) {
-    if (text.compare(0, kManager.size(), kManager) == 0) {
-      out.push_back(text.substr(kManager.size()));
-    }
-  }
-  return out;
-}
+// The manager's records, without its name.
+Lines manager_records(const FakeHost& host) { return kManager.texts_among(host.log.texts()); }
 
 class EndToEndTest : public ::testing::Test {
  protected:

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "korrin/korrin.h"
+#include "support/expected_records.h"
 #include "support/fake_host.h"
 
 namespace {
@@ -21,12 +22,12 @@ const std::string kUserCall = "system_info.get_user_id()";
 std::string server_call(int attempt) {
   return "system_info.get_config_server(" + std::to_string(attempt) + ")";
 }
+const korrin_test::RecordsOf get_config_url("HeadsetConfigImpl: get_config_url");
 std::string tokenized(const std::string& url) {
-  return "log.info(HeadsetConfigImpl: get_config_url: tokenized url: " + url + ")";
+  return get_config_url.info(": tokenized url: " + url);
 }
 const std::string kNoServer =
-    "log.warning(HeadsetConfigImpl: get_config_url[PLUGIN-ERR] no config servers found, "
-    "returning)";
+    get_config_url.warning("[PLUGIN-ERR] no config servers found, returning");
 
 struct UrlCase {
   const char* name;

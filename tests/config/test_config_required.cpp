@@ -9,6 +9,7 @@
 
 #include "korrin/korrin.h"
 #include "support/config_members.h"
+#include "support/expected_records.h"
 #include "support/fake_host.h"
 
 namespace {
@@ -27,17 +28,19 @@ const std::string kMalformed =
     "is_config_required[QELM-ERR]: Version timestamp is incorrectly formatted. Do not "
     "configure.";
 
-LogRecord info_record(const std::string& text) { return {korrin::log::info, kName + text}; }
-LogRecord notice_record(const std::string& text) { return {korrin::log::notice, kName + text}; }
+const korrin_test::RecordsOf headset(kName);
 
 // The records of a stamp that parses to `shown` against a stored time shown as `stored`.
 Records parsed(const std::string& shown, const std::string& stored, bool required) {
   return {
-      notice_record("is_config_required: Template updated time in epoch: " + shown),
-      info_record("is_config_required: Config time: " + shown + ", last updated time: " + stored),
-      notice_record(required ? "is_config_required: Version timestamp is different, proceed with "
-                               "configure"
-                             : "is_config_required: Version timestamp is same, do not configure")};
+      headset.record(korrin::log::notice,
+                     "is_config_required: Template updated time in epoch: " + shown),
+      headset.record(korrin::log::info, "is_config_required: Config time: " + shown +
+                                            ", last updated time: " + stored),
+      headset.record(korrin::log::notice,
+                     required ? "is_config_required: Version timestamp is different, proceed with "
+                                "configure"
+                              : "is_config_required: Version timestamp is same, do not configure")};
 }
 
 struct StampCase {
@@ -72,12 +75,14 @@ const double kNan = std::numeric_limits<double>::quiet_NaN();
 INSTANTIATE_TEST_SUITE_P(
     Stamps, ConfigRequiredTest,
     ::testing::Values(
-        StampCase{"EmptyStampAlwaysProceeds",
-                  "",
-                  1700000000.0,
-                  true,
-                  {info_record("is_config_required: No version timestamp to compare, proceed with "
-                               "configure")}},
+        StampCase{
+            "EmptyStampAlwaysProceeds",
+            "",
+            1700000000.0,
+            true,
+            {headset.record(korrin::log::info,
+                            "is_config_required: No version timestamp to compare, proceed with "
+                            "configure")}},
         StampCase{"NoDashIsMalformed", "12345", 0.0, false, {{korrin::log::info, kMalformed}}},
         StampCase{"NothingAfterTheDashIsMalformed",
                   "abc-",
@@ -121,9 +126,12 @@ TEST_F(ConfigTimeTest, NumericOverloadComparesExactlyAndLogsBothTimes) {
   EXPECT_TRUE(config.is_config_required(kNan));
   EXPECT_EQ(
       host.log.records(),
-      (Records{info_record("is_config_required: Config time: 12.5, last updated time: 12.5"),
-               info_record("is_config_required: Config time: 12.5, last updated time: 12.5"),
-               info_record("is_config_required: Config time: nan, last updated time: 12.5")}));
+      (Records{headset.record(korrin::log::info,
+                              "is_config_required: Config time: 12.5, last updated time: 12.5"),
+               headset.record(korrin::log::info,
+                              "is_config_required: Config time: 12.5, last updated time: 12.5"),
+               headset.record(korrin::log::info,
+                              "is_config_required: Config time: nan, last updated time: 12.5")}));
 }
 
 TEST_F(ConfigTimeTest, DecisionMakesNoHostCallBesidesLogging) {

@@ -10,6 +10,7 @@
 
 #include "korrin/korrin.h"
 #include "support/config_members.h"
+#include "support/expected_records.h"
 #include "support/fake_host.h"
 #include "support/lines.h"
 #include "support/lock_checks.h"
@@ -28,22 +29,11 @@ using korrin_test::FakeHost;
 using Lines = std::vector<std::string>;
 
 const std::string kName = "Lib::ConfigManagerImpl: ";
-std::string notice(const std::string& text) { return "log.notice(" + kName + text + ")"; }
-std::string error_line(const std::string& text) { return "log.error(" + kName + text + ")"; }
-// The manager's own records among `lines` (objects log under other names).
-Lines manager_records_of(const Lines& lines) {
-  Lines out;
-  for (const auto& line : lines) {
-    if (line.find("(" + kName) != std::string::npos) {
-      out.push_back(line);
-    }
-  }
-  return out;
-}
-const std::string kNotFound =
-    "log.warning(" + kName + "get_config_object: Cannot find config object)";
-const std::string kCleanUp = notice("clean_up_pending_config_requests: ENTER");
-const std::string kSuccessExit = notice("on_fetch_config_successExit");
+// The manager's records (objects log under other names).
+const korrin_test::RecordsOf manager_log(kName);
+const std::string kNotFound = manager_log.warning("get_config_object: Cannot find config object");
+const std::string kCleanUp = manager_log.notice("clean_up_pending_config_requests: ENTER");
+const std::string kSuccessExit = manager_log.notice("on_fetch_config_successExit");
 const std::string kNoStampRecord =
     "log.info(HeadsetConfigImpl: is_config_required: No version timestamp to compare, proceed "
     "with configure)";
@@ -151,8 +141,9 @@ TEST_F(ConfigureFlowTest, ConfigureOfAnUnregisteredIdReturnsFalseAndQueuesNothin
   EXPECT_FALSE(manager->configure_accessory("nope", ""));
   EXPECT_EQ(
       host.calls.excluding({"mutex"}),
-      (Lines{notice("configure_accessory: ENTER"), kNotFound, notice("configure_accessory:nope"),
-             notice("configure_accessory: can't configure uninitialized accessory!")}));
+      (Lines{manager_log.notice("configure_accessory: ENTER"), kNotFound,
+             manager_log.notice("configure_accessory:nope"),
+             manager_log.notice("configure_accessory: can't configure uninitialized accessory!")}));
   EXPECT_EQ(host.dispatcher.size(), 0u);
   EXPECT_FALSE(manager->is_configure_accessory_pending());
 }
@@ -164,14 +155,15 @@ TEST_F(ConfigureFlowTest, NotRequiredWhileIdleJoinsThePendingSetAndReturnsFalse)
   EXPECT_FALSE(manager->configure_accessory("acc-1", "v-1700000000"));
   EXPECT_EQ(
       host.calls.excluding({"mutex"}),
-      (Lines{notice("configure_accessory: ENTER"), notice("configure_accessory:acc-1"),
+      (Lines{manager_log.notice("configure_accessory: ENTER"),
+             manager_log.notice("configure_accessory:acc-1"),
              "log.notice(HeadsetConfigImpl: is_config_required: Template updated time in epoch: "
              "1.7e+09)",
              "log.info(HeadsetConfigImpl: is_config_required: Config time: 1.7e+09, last updated "
              "time: 1.7e+09)",
              "log.notice(HeadsetConfigImpl: is_config_required: Version timestamp is same, do not "
              "configure)",
-             notice("configure_accessory: Config not required.")}));
+             manager_log.notice("configure_accessory: Config not required.")}));
   EXPECT_EQ(manager->get_number_of_pending_configs(), 1);
   EXPECT_EQ(manager->get_pending_config_object(0), config);
   EXPECT_EQ(host.dispatcher.size(), 0u);
@@ -189,22 +181,22 @@ TEST_F(ConfigureFlowTest, FirstRequiredConfigureQueuesATaskWithTheExactSequence)
   manager->create_accessory("acc-1", new_accessory());  // locks #3, #4
   reset_log();
   EXPECT_TRUE(manager->configure_accessory("acc-1", ""));
-  EXPECT_EQ(
-      host.calls.all(),
-      (Lines{notice("configure_accessory: ENTER"), "mutex.lock(#1)", "mutex.unlock(#1)",
-             notice("configure_accessory:acc-1"), "mutex.lock(#1)", "mutex.unlock(#1)",
-             kNoStampRecord, "mutex.lock(#2)", "mutex.unlock(#2)", "mutex.lock(#2)",
-             "mutex.unlock(#2)",
-             // our clone for the parameters
-             "mutex_factory.create_mutex(0) -> #5", "accessory.clone()",
-             "mutex_factory.create_mutex(0) -> #6",
-             "task_dispatcher.add_task(type=0, defer=0, timeout=60)",
-             // the dispatcher's own clone of the parameters
-             "mutex_factory.create_mutex(0) -> #7", "accessory.clone()",
-             "mutex_factory.create_mutex(0) -> #8", notice("configure_accessory: added async task"),
-             // our parameters go out of scope with their clone
-             "mutex.lock(#5)", "mutex.unlock(#5)", "mutex_factory.destroy_mutex(#6)",
-             "mutex_factory.destroy_mutex(#5)"}));
+  EXPECT_EQ(host.calls.all(),
+            (Lines{manager_log.notice("configure_accessory: ENTER"), "mutex.lock(#1)",
+                   "mutex.unlock(#1)", manager_log.notice("configure_accessory:acc-1"),
+                   "mutex.lock(#1)", "mutex.unlock(#1)", kNoStampRecord, "mutex.lock(#2)",
+                   "mutex.unlock(#2)", "mutex.lock(#2)", "mutex.unlock(#2)",
+                   // our clone for the parameters
+                   "mutex_factory.create_mutex(0) -> #5", "accessory.clone()",
+                   "mutex_factory.create_mutex(0) -> #6",
+                   "task_dispatcher.add_task(type=0, defer=0, timeout=60)",
+                   // the dispatcher's own clone of the parameters
+                   "mutex_factory.create_mutex(0) -> #7", "accessory.clone()",
+                   "mutex_factory.create_mutex(0) -> #8",
+                   manager_log.notice("configure_accessory: added async task"),
+                   // our parameters go out of scope with their clone
+                   "mutex.lock(#5)", "mutex.unlock(#5)", "mutex_factory.destroy_mutex(#6)",
+                   "mutex_factory.destroy_mutex(#5)"}));
   EXPECT_TRUE(manager->is_configure_accessory_pending());
   EXPECT_EQ(manager->get_number_of_pending_configs(), 1);
 }
@@ -233,8 +225,8 @@ TEST_F(ConfigureFlowTest, NotRequiredWhileQueuedJoinsThePendingSetWithoutANewTas
   ASSERT_TRUE(manager->configure_accessory("acc-1", ""));
   reset_log();
   EXPECT_FALSE(manager->configure_accessory("acc-2", "v-1700000000"));
-  EXPECT_EQ(manager_records_of(host.calls.starting_with("log.")).back(),
-            notice("configure_accessory: Config not required."));
+  EXPECT_EQ(manager_log.lines_among(host.calls.starting_with("log.")).back(),
+            manager_log.notice("configure_accessory: Config not required."));
   EXPECT_EQ(host.dispatcher.size(), 1u);
   EXPECT_EQ(manager->get_number_of_pending_configs(), 2);
   EXPECT_TRUE(manager->is_configure_accessory_pending());
@@ -246,11 +238,12 @@ TEST_F(ConfigureFlowTest, RequiredWhileQueuedRidesOnTheRunningRequest) {
   ASSERT_TRUE(manager->configure_accessory("acc-1", ""));
   reset_log();
   EXPECT_TRUE(manager->configure_accessory("acc-2", ""));
-  EXPECT_EQ(host.calls.excluding({"mutex"}),
-            (Lines{notice("configure_accessory: ENTER"), notice("configure_accessory:acc-2"),
-                   kNoStampRecord,
-                   notice("configure_accessory: previous configure_accessory is in progress, "
-                          "ignore this one")}));
+  EXPECT_EQ(
+      host.calls.excluding({"mutex"}),
+      (Lines{manager_log.notice("configure_accessory: ENTER"),
+             manager_log.notice("configure_accessory:acc-2"), kNoStampRecord,
+             manager_log.notice("configure_accessory: previous configure_accessory is in progress, "
+                                "ignore this one")}));
   EXPECT_EQ(host.dispatcher.size(), 1u);
   EXPECT_EQ(manager->get_number_of_pending_configs(), 2);
 }
@@ -274,11 +267,11 @@ TEST_F(ConfigureFlowTest, AStampMarksEveryRegisteredAccessoryUnderTheReentrantLo
   reset_log();
   EXPECT_TRUE(manager->configure_accessory("acc-2", "v-5"));
   EXPECT_EQ(manager->get_number_of_pending_configs(), 3);
-  const Lines records = manager_records_of(host.calls.starting_with("log."));
-  EXPECT_EQ(records,
-            (Lines{notice("configure_accessory: ENTER"), notice("configure_accessory:acc-2"),
-                   notice("configure_accessory for 3accessories"),
-                   notice("configure_accessory: added async task")}));
+  const Lines records = manager_log.lines_among(host.calls.starting_with("log."));
+  EXPECT_EQ(records, (Lines{manager_log.notice("configure_accessory: ENTER"),
+                            manager_log.notice("configure_accessory:acc-2"),
+                            manager_log.notice("configure_accessory for 3accessories"),
+                            manager_log.notice("configure_accessory: added async task")}));
   // Marking and counting take the registry lock again while it is held.
   EXPECT_EQ(korrin_test::max_lock_depth(host.calls.all(), 1), 2);
   EXPECT_EQ(host.mutexes.violations(), 0);
@@ -292,12 +285,13 @@ TEST_F(ConfigureFlowTest, AStampWhileQueuedStillMarksEveryone) {
   reset_log();
   EXPECT_TRUE(manager->configure_accessory("acc-1", "v-9"));
   EXPECT_EQ(manager->get_number_of_pending_configs(), 2);
-  const Lines records = manager_records_of(host.calls.starting_with("log."));
+  const Lines records = manager_log.lines_among(host.calls.starting_with("log."));
   EXPECT_EQ(records,
-            (Lines{notice("configure_accessory: ENTER"), notice("configure_accessory:acc-1"),
-                   notice("configure_accessory for 2accessories"),
-                   notice("configure_accessory: previous configure_accessory is in "
-                          "progress, ignore this one")}));
+            (Lines{manager_log.notice("configure_accessory: ENTER"),
+                   manager_log.notice("configure_accessory:acc-1"),
+                   manager_log.notice("configure_accessory for 2accessories"),
+                   manager_log.notice("configure_accessory: previous configure_accessory is in "
+                                      "progress, ignore this one")}));
   EXPECT_EQ(host.dispatcher.size(), 1u);
 }
 
@@ -347,7 +341,8 @@ TEST_F(ConfigureFlowTest, SynchronousFetchUpdatesEveryPendingObjectAndEndsTheReq
   reset_log();
   EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
   EXPECT_EQ(host.calls.excluding({"mutex"}),
-            concat({{"accessory.is_config_ready()", notice("configure_accessory_task id:acc-1")},
+            concat({{"accessory.is_config_ready()",
+                     manager_log.notice("configure_accessory_task id:acc-1")},
                     fetch_calls(0),
                     {kCleanUp, kSuccessExit}}));
   EXPECT_EQ(updates, Lines{"acc-1 <- {\"doc\":1}"});
@@ -377,11 +372,13 @@ TEST_F(ConfigureFlowTest, UnavailableFetchReportsAFailureAndEndsWithoutRetry) {
   host.network.queue_fetch_answer(korrin::dispatcher::FETCH_UNAVAILABLE);
   reset_log();
   EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
-  EXPECT_EQ(host.calls.excluding({"mutex"}),
-            concat({{"accessory.is_config_ready()", notice("configure_accessory_task id:acc-1")},
-                    fetch_calls(0),
-                    {notice("configure_accessory_task: currently unable to fetch config"),
-                     "device.report_config_failure(acc-1, 1)", kCleanUp}}));
+  EXPECT_EQ(
+      host.calls.excluding({"mutex"}),
+      concat(
+          {{"accessory.is_config_ready()", manager_log.notice("configure_accessory_task id:acc-1")},
+           fetch_calls(0),
+           {manager_log.notice("configure_accessory_task: currently unable to fetch config"),
+            "device.report_config_failure(acc-1, 1)", kCleanUp}}));
   EXPECT_TRUE(updates.empty());
   EXPECT_FALSE(manager->is_configure_accessory_pending());
   EXPECT_EQ(manager->get_number_of_pending_configs(), 0);
@@ -395,9 +392,10 @@ TEST_F(ConfigureFlowTest, PendingFetchReportsPendingAndKeepsTheRequest) {
   reset_log();
   EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
   EXPECT_EQ(host.calls.excluding({"mutex"}),
-            concat({{"accessory.is_config_ready()", notice("configure_accessory_task id:acc-1")},
+            concat({{"accessory.is_config_ready()",
+                     manager_log.notice("configure_accessory_task id:acc-1")},
                     fetch_calls(0),
-                    {notice("configure_accessory_task: pending fetch config"),
+                    {manager_log.notice("configure_accessory_task: pending fetch config"),
                      "device.report_config_pending(acc-1, 2)"}}));
   EXPECT_TRUE(manager->is_configure_accessory_pending());
   EXPECT_EQ(manager->get_number_of_pending_configs(), 1);
@@ -414,9 +412,11 @@ TEST_F(ConfigureFlowTest, UnknownFetchStatusEndsTheRequestWithALogOnly) {
     EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
     EXPECT_EQ(
         host.calls.excluding({"mutex"}),
-        concat({{"accessory.is_config_ready()", notice("configure_accessory_task id:acc-1")},
+        concat({{"accessory.is_config_ready()",
+                 manager_log.notice("configure_accessory_task id:acc-1")},
                 fetch_calls(0),
-                {notice("configure_accessory_task: unknown status from fetch_config"), kCleanUp}}))
+                {manager_log.notice("configure_accessory_task: unknown status from fetch_config"),
+                 kCleanUp}}))
         << status;
     EXPECT_FALSE(manager->is_configure_accessory_pending());
     EXPECT_TRUE(updates.empty());
@@ -445,8 +445,8 @@ TEST_F(ConfigureFlowTest, FailuresAreRetriedTwiceAgainstTheServerOfEachAttemptTh
 
   reset_log();
   EXPECT_TRUE(manager->on_fetch_config_failure(7));
-  EXPECT_EQ(manager_records_of(host.calls.starting_with("log.")),
-            Lines{notice("on_fetch_config_failure reason code: 7")});
+  EXPECT_EQ(manager_log.lines_among(host.calls.starting_with("log.")),
+            Lines{manager_log.notice("on_fetch_config_failure reason code: 7")});
   EXPECT_EQ(config->get_config_retries(), 1);
   ASSERT_EQ(host.dispatcher.size(), 1u);
   EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
@@ -467,9 +467,10 @@ TEST_F(ConfigureFlowTest, FailuresAreRetriedTwiceAgainstTheServerOfEachAttemptTh
 
   reset_log();
   EXPECT_FALSE(manager->on_fetch_config_failure(9));
-  EXPECT_EQ(host.calls.excluding({"mutex"}),
-            (Lines{notice("on_fetch_config_failure reason code: 9"),
-                   error_line("on_fetch_config_failure : retry limit reached, abort"), kCleanUp}));
+  EXPECT_EQ(
+      host.calls.excluding({"mutex"}),
+      (Lines{manager_log.notice("on_fetch_config_failure reason code: 9"),
+             manager_log.error("on_fetch_config_failure : retry limit reached, abort"), kCleanUp}));
   EXPECT_FALSE(manager->is_configure_accessory_pending());
   EXPECT_EQ(manager->get_number_of_pending_configs(), 0);
   EXPECT_EQ(config->get_config_retries(), 0);
@@ -521,12 +522,13 @@ TEST_F(ConfigureFlowTest, AnswersWithoutARequestInProgressAreDropped) {
   std::string document = "DOC";
   EXPECT_FALSE(manager->on_fetch_config_success(document));
   EXPECT_FALSE(manager->on_fetch_config_failure(4));
-  EXPECT_EQ(host.calls.excluding({"mutex"}),
-            (Lines{error_line("on_fetch_config_success: no configuration in progress, dropping "
-                              "data"),
-                   notice("on_fetch_config_failure reason code: 4"),
-                   error_line("on_fetch_config_failure: no configuration in progress, dropping "
-                              "data")}));
+  EXPECT_EQ(
+      host.calls.excluding({"mutex"}),
+      (Lines{manager_log.error("on_fetch_config_success: no configuration in progress, dropping "
+                               "data"),
+             manager_log.notice("on_fetch_config_failure reason code: 4"),
+             manager_log.error("on_fetch_config_failure: no configuration in progress, dropping "
+                               "data")}));
   EXPECT_TRUE(updates.empty());
   EXPECT_EQ(manager->get_number_of_pending_configs(), 1);
   EXPECT_EQ(config->get_config_retries(), 0);
@@ -583,7 +585,7 @@ TEST_F(ConfigureFlowTest, TwoAccessoriesJoiningAQueuedRequestShareOneFetch) {
   EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
   EXPECT_EQ(host.calls.excluding({"mutex"}),
             concat({{"accessory.is_config_ready()",
-                     notice("configure_accessory_task2 pending accessories")},
+                     manager_log.notice("configure_accessory_task2 pending accessories")},
                     fetch_calls(0),
                     {kCleanUp, kSuccessExit}}));
   EXPECT_EQ(host.network.fetches().size(), 1u);
@@ -622,10 +624,11 @@ TEST_F(ConfigureFlowTest, ADocumentRejectedByOneAccessoryIsReportedForItAlone) {
   host.dispatcher.run_next();
   reset_log();
   EXPECT_TRUE(manager->on_fetch_config_success(document));
-  EXPECT_EQ(host.calls.excluding({"mutex"}),
-            (Lines{error_line("on_fetch_config_success: unable to update config retrieved from "
-                              "server in library"),
-                   "device.report_config_failure(acc-2, 1)", kCleanUp, kSuccessExit}));
+  EXPECT_EQ(
+      host.calls.excluding({"mutex"}),
+      (Lines{manager_log.error("on_fetch_config_success: unable to update config retrieved from "
+                               "server in library"),
+             "device.report_config_failure(acc-2, 1)", kCleanUp, kSuccessExit}));
   EXPECT_EQ(updates.size(), 3u);
   EXPECT_FALSE(manager->is_configure_accessory_pending());
 }
@@ -654,10 +657,11 @@ TEST_F(ConfigureFlowTest, AnAccessoryRemovedWhileItsTaskIsQueuedDropsTheDocument
   // The task works on its own clone, which is still whole.
   EXPECT_EQ(host.dispatcher.run_next(), korrin::TASK_RUN);
   EXPECT_EQ(host.calls.excluding({"mutex"}),
-            concat({{"accessory.is_config_ready()", notice("configure_accessory_task id:acc-1")},
+            concat({{"accessory.is_config_ready()",
+                     manager_log.notice("configure_accessory_task id:acc-1")},
                     fetch_calls(0),
-                    {error_line("on_fetch_config_success: no configuration in progress, "
-                                "dropping data")}}));
+                    {manager_log.error("on_fetch_config_success: no configuration in progress, "
+                                       "dropping data")}}));
   EXPECT_TRUE(updates.empty());
 }
 
@@ -675,7 +679,8 @@ TEST_F(ConfigureFlowTest, ATaskWithoutParametersOnlyLogsAnError) {
   manager->set_configure_accessory_pending(true);
   reset_log();
   manager->configure_accessory_task(nullptr);
-  EXPECT_EQ(host.calls.all(), Lines{error_line("configure_accessory_task: no task parameters")});
+  EXPECT_EQ(host.calls.all(),
+            Lines{manager_log.error("configure_accessory_task: no task parameters")});
   EXPECT_TRUE(manager->is_configure_accessory_pending());
 }
 
@@ -739,12 +744,13 @@ TEST_F(ConfigureFlowTest, InitializingACameraRegistersItAndReturnsTheIdOfTheQueu
   EXPECT_NE(dynamic_cast<korrin::config::CameraConfigImpl*>(manager->get_config_object("cam-1")),
             nullptr);
   EXPECT_EQ(host.dispatcher.size(), 1u);
-  EXPECT_EQ(manager_records_of(host.calls.starting_with("log.")),
-            (Lines{notice("initialize_accessory: called for id: cam-1"), kNotFound,
+  EXPECT_EQ(manager_log.lines_among(host.calls.starting_with("log.")),
+            (Lines{manager_log.notice("initialize_accessory: called for id: cam-1"), kNotFound,
                    "log.info(" + kName + "create_accessory: Creating Config object for id: cam-1)",
-                   notice("create_accessory: Config object created"),
-                   notice("configure_accessory: ENTER"), notice("configure_accessory:cam-1"),
-                   notice("configure_accessory: added async task")}));
+                   manager_log.notice("create_accessory: Config object created"),
+                   manager_log.notice("configure_accessory: ENTER"),
+                   manager_log.notice("configure_accessory:cam-1"),
+                   manager_log.notice("configure_accessory: added async task")}));
   EXPECT_EQ(host.calls.starting_with("log.info(CameraConfigImpl"),
             Lines{"log.info(CameraConfigImpl: is_config_required: No version timestamp to "
                   "compare, proceed with configure)"});
