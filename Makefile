@@ -174,14 +174,15 @@ lint: layering
 	cmake --preset dev
 	scripts/lint
 
-# The library alone built with clang (clang-14 comes with the fuzz group) and
-# its strict warning list as errors; every other target builds it with g++.
+# The library, the host kit, the reference host and the examples built with
+# clang (clang-14 comes with the fuzz group) and the strict warning list as
+# errors; every other target builds them with g++.
 warnings-clang:
-	scripts/install-deps build fuzz
+	scripts/install-deps build host fuzz
 	CXX=clang++-14 cmake -S . -B build/clang -G Ninja -DKORRIN_WERROR=ON \
-	  -DKORRIN_BUILD_TESTS=OFF -DKORRIN_BUILD_TOOLS=OFF -DKORRIN_BUILD_EXAMPLES=OFF \
+	  -DKORRIN_BUILD_TESTS=OFF -DKORRIN_BUILD_TOOLS=ON -DKORRIN_BUILD_EXAMPLES=ON \
 	  -DKORRIN_INSTALL=OFF
-	cmake --build build/clang --target korrin
+	cmake --build build/clang --parallel $(JOBS)
 
 # Every include in src/ and include/korrin/ runs downwards: base/ below
 # config/ and metrics/ (which never include each other), the task routing on top.

@@ -15,7 +15,6 @@
 
 namespace {
 
-using korrin::log::LogLevel;
 using korrin_test::LogRecord;
 
 // Groups digits by three with a comma, so a number shows which locale

@@ -15,7 +15,6 @@
 namespace {
 
 using korrin::config::HeadsetConfigImpl;
-using korrin::log::LogLevel;
 using korrin_test::AccessoryData;
 using korrin_test::ConfigMembers;
 using korrin_test::FakeHost;

@@ -283,7 +283,7 @@ TEST_F(DocumentRobustnessTest, TenMegabyteDocumentWithHundredThousandSettings) {
   // not sent, so the device sees only the model's one setting and the firmware.
   constexpr int kEntries = 100000;
   std::string document = R"({"templateConfiguration": {"updatedTime": 1, "commonSettings": [)";
-  document.reserve(11 * 1024 * 1024);
+  document.reserve(std::size_t{11} * 1024 * 1024);
   const std::string padding(40, 'p');
   for (int i = 0; i < kEntries; ++i) {
     document += (i == 0 ? "" : ",");
@@ -304,7 +304,7 @@ TEST_F(DocumentRobustnessTest, TenMegabyteDocumentWithHundredThousandSettings) {
 }
 
 TEST_F(DocumentRobustnessTest, TenMegabyteValueIsKeptWhole) {
-  const std::string value(10 * 1024 * 1024, 'v');
+  const std::string value(std::size_t{10} * 1024 * 1024, 'v');
   EXPECT_TRUE(config->update_from_server(
       R"({"templateConfiguration": {"modelSpecificSettings": [{"models": ["H-5"],
           "modelFirmware": [{"firmwareName": "LATEST", "firmwareParams": [
@@ -316,7 +316,7 @@ TEST_F(DocumentRobustnessTest, TenMegabyteValueIsKeptWhole) {
 
 TEST_F(DocumentRobustnessTest, TenMegabyteDocumentBrokenNearItsStart) {
   const std::string document = R"({"templateConfiguration": {"x" 1, "pad": ")" +
-                               std::string(10 * 1024 * 1024, 'x') + R"("}})";
+                               std::string(std::size_t{10} * 1024 * 1024, 'x') + R"("}})";
   EXPECT_FALSE(config->update_from_server(document));
   // The record quotes the rest of the text from the error position.
   const auto texts = host.log.texts();

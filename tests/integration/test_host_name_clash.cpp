@@ -75,7 +75,6 @@ void delete_logger(korrin::log::Logger* logger) {
 
 namespace {
 
-using korrin::config::ConfigManagerImpl;
 using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
 using Lines = std::vector<std::string>;

@@ -25,7 +25,6 @@ using korrin::metrics::InventoryMetric;
 using korrin::metrics::MetricsInterface;
 using korrin_test::AccessoryData;
 using korrin_test::concat;
-using korrin_test::FakeAccessory;
 using korrin_test::FakeHost;
 using korrin_test::flatten_members;
 using korrin_test::JsonTree;

@@ -87,13 +87,15 @@ bool soak(const char* name, long warmup, long count, const std::function<bool(lo
 
   std::sort(micros.begin(), micros.end());
   const auto at = [&micros](double fraction) {
-    return micros.empty() ? 0.0 : micros[static_cast<std::size_t>(fraction * (micros.size() - 1))];
+    return micros.empty() ? 0.0
+                          : micros[static_cast<std::size_t>(
+                                fraction * static_cast<double>(micros.size() - 1))];
   };
   std::printf(
       "%s: %ld cycles in %.0f ms; per cycle mean %.1f us, median %.1f us, p99 %.1f us, max %.1f "
       "us\n",
-      name, count, total_ms, count > 0 ? total_ms * 1000.0 / count : 0.0, at(0.5), at(0.99),
-      at(1.0));
+      name, count, total_ms, count > 0 ? total_ms * 1000.0 / static_cast<double>(count) : 0.0,
+      at(0.5), at(0.99), at(1.0));
   std::printf("%s: operator new live %lld B in %lld blocks before, %lld B in %lld blocks after\n",
               name, before.bytes, before.blocks, after.bytes, after.blocks);
   std::printf("%s: malloc in use %zu B before, %zu B after\n", name, before.malloc_in_use,

@@ -303,7 +303,8 @@ TEST_F(KitNetwork, AServerThatNeverAcceptsRunsIntoTheConnectTimeOut) {
   std::vector<int> fillers;
   for (int i = 0; i < 3; ++i) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
-    connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    // Non-blocking: the connection only waits in the backlog.
+    (void)connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
     fillers.push_back(fd);
   }
   NetworkOptions quick = options();
@@ -326,7 +327,7 @@ TEST_F(KitNetwork, AServerThatNeverAcceptsRunsIntoTheConnectTimeOut) {
 
 TEST_F(KitNetwork, AServerThatNeverStopsSendingFailsAtTheSizeBound) {
   NetworkOptions bounded = options();
-  bounded.max_response_bytes = 1024 * 1024;
+  bounded.max_response_bytes = std::size_t{1024} * 1024;
   bounded.transfer_timeout_ms = 60000;
   Network network(bounded);
   network.set_listener(&listener);
@@ -349,7 +350,7 @@ TEST_F(KitNetwork, AServerThatNeverStopsSendingFailsAtTheSizeBound) {
 
 TEST_F(KitNetwork, AnAnnouncedLengthOverTheBoundFailsAtOnce) {
   NetworkOptions bounded = options();
-  bounded.max_response_bytes = 1024 * 1024;
+  bounded.max_response_bytes = std::size_t{1024} * 1024;
   NetworkOptions sync = bounded;
   sync.sync_fetch = true;
   Network network(sync);

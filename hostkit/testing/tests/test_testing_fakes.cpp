@@ -14,7 +14,6 @@
 
 namespace {
 
-using korrin::testing::AccessoryData;
 using korrin::testing::FakeAccessory;
 using korrin::testing::FakeHost;
 using korrin::testing::InjectedFault;

@@ -1021,11 +1021,11 @@ std::vector<StoredEntry> Checker::check_settings(const Node& array, const std::s
         break;
       }
     }
-    add("K204", Severity::kWarning, record.half->offset, record.half_pointer,
-        quoted(ACCESS_BOTH) + " setting " + quoted(record.first.name) + " (usage id " +
-            std::to_string(item.first) + ") in " + section + " has no " + quoted(missing) +
-            " half" + elsewhere,
-        effect);
+    std::string message = quoted(ACCESS_BOTH);
+    message += " setting " + quoted(record.first.name);
+    message += " (usage id " + std::to_string(item.first) + ") in " + section;
+    message += " has no " + quoted(missing) + " half" + elsewhere;
+    add("K204", Severity::kWarning, record.half->offset, record.half_pointer, message, effect);
   }
 
   if (common != nullptr) {

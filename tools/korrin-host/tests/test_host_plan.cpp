@@ -432,7 +432,7 @@ std::map<std::string, ExpectedOutcome> read_expected(const std::string& path) {
   std::string line;
   ExpectedOutcome* current = nullptr;
   while (std::getline(in, line)) {
-    if (line.rfind("[", 0) == 0) {
+    if (line.rfind('[', 0) == 0) {
       current = &outcomes[line.substr(1, line.find(']') - 1)];
     } else if (current == nullptr) {
       continue;

@@ -69,7 +69,7 @@ TempDir::~TempDir() {
 }
 
 std::string TempDir::write(const std::string& name, const std::string& content) const {
-  const std::string file = path_ + "/" + name;
+  std::string file = path_ + "/" + name;
   std::ofstream out(file, std::ios::binary);
   out << content;
   out.close();
@@ -98,7 +98,7 @@ void HttpServer::install() {
     if (request.path == "/endless") {
       response.set_chunked_content_provider("application/octet-stream",
                                             [this](std::size_t, httplib::DataSink& sink) {
-                                              const std::string block(64 * 1024, 'x');
+                                              const std::string block(std::size_t{64} * 1024, 'x');
                                               if (!sink.write(block.data(), block.size())) {
                                                 return false;
                                               }

@@ -35,7 +35,7 @@ class TempDir {
   const std::string& path() const { return path_; }
   /// Writes `content` to `name` inside the directory; returns the full path.
   std::string write(const std::string& name, const std::string& content) const {
-    const std::string file = path_ + "/" + name;
+    std::string file = path_ + "/" + name;
     std::ofstream out(file, std::ios::binary);
     out << content;
     if (!out) {
@@ -46,7 +46,7 @@ class TempDir {
   /// write() for a file every user may read, in a directory every user may
   /// enter: in.tftpd serves files as an unprivileged user.
   std::string write_readable(const std::string& name, const std::string& content) const {
-    const std::string file = write(name, content);
+    std::string file = write(name, content);
     chmod(path_.c_str(), 0755);
     chmod(file.c_str(), 0644);
     return file;
