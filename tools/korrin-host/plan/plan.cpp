@@ -7,12 +7,12 @@
 #include <set>
 
 #include "korrin/config_manager.h"
+#include "korrin/host/lock_factory.h"
 #include "korrin/plugins.h"
 #include "korrin/string_utils.h"
 #include "korrin_host/document_network.h"
 #include "korrin_host/inline_dispatcher.h"
 #include "korrin_host/json_input.h"
-#include "korrin_host/mutex_factory.h"
 #include "korrin_plan/warnings.h"
 #include "observed_config.h"
 
@@ -22,7 +22,6 @@ using korrin_host::Accessory;
 using korrin_host::DeviceCallLog;
 using korrin_host::DocumentNetwork;
 using korrin_host::InlineDispatcher;
-using korrin_host::MutexFactory;
 using korrin_host::Readiness;
 using korrin_host::RequestRecord;
 
@@ -369,7 +368,7 @@ AccessoryPlan plan_accessory(const std::string& document, const AccessoryFacts& 
   DeviceCallLog device;
   PlanSystemInfo system_info(host.config_url_template);
   InlineDispatcher dispatcher;
-  MutexFactory locks;
+  korrin::host::LockFactory locks;
   korrin::Plugins table{&log, &network, &device, &system_info, &dispatcher, &locks};
 
   const Accessory accessory(std::make_shared<const AccessoryFacts>(ready), Accessory::Clock::now(),

@@ -1,4 +1,5 @@
-// The lock factory: ordinary and re-entrant locks on the standard mutexes.
+// The reference host's lock factory (the host kit's): ordinary and
+// re-entrant locks on the standard mutexes.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -6,11 +7,11 @@
 #include <thread>
 #include <vector>
 
-#include "korrin_host/mutex_factory.h"
+#include "korrin/host/lock_factory.h"
 
 namespace {
 
-using korrin_host::MutexFactory;
+using MutexFactory = korrin::host::LockFactory;
 
 // Starts a thread that takes `mutex` and sets `taken`; the caller joins it.
 std::thread take_in_other_thread(korrin::MutexInterface* mutex, std::atomic<bool>& taken) {
@@ -27,8 +28,12 @@ TEST(HostMutexFactory, MakesTheKindOfLockAskedFor) {
   MutexFactory factory;
   korrin::MutexInterface* ordinary = factory.create_mutex(false);
   korrin::MutexInterface* recursive = factory.create_mutex(true);
-  EXPECT_NE(dynamic_cast<korrin_host::StdMutex*>(ordinary), nullptr);
-  EXPECT_NE(dynamic_cast<korrin_host::StdRecursiveMutex*>(recursive), nullptr);
+  const auto* ordinary_lock = dynamic_cast<korrin::host::Lock*>(ordinary);
+  const auto* recursive_lock = dynamic_cast<korrin::host::Lock*>(recursive);
+  ASSERT_NE(ordinary_lock, nullptr);
+  ASSERT_NE(recursive_lock, nullptr);
+  EXPECT_FALSE(ordinary_lock->recursive());
+  EXPECT_TRUE(recursive_lock->recursive());
   factory.destroy_mutex(ordinary);
   factory.destroy_mutex(recursive);
 }

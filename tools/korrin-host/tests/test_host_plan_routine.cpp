@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "korrin/config_manager.h"
+#include "korrin/host/lock_factory.h"
 #include "korrin/metrics.h"
 #include "korrin/plugins.h"
 #include "korrin_host/accessory.h"
@@ -16,7 +17,6 @@
 #include "korrin_host/document_network.h"
 #include "korrin_host/inline_dispatcher.h"
 #include "korrin_host/log_capture.h"
-#include "korrin_host/mutex_factory.h"
 #include "korrin_host/system_info.h"
 #include "korrin_plan/warnings.h"
 
@@ -61,7 +61,7 @@ class InMemoryHost {
   korrin_host::DeviceCallLog device_;
   korrin_host::SystemInfo system_info_;
   korrin_host::InlineDispatcher dispatcher_;
-  korrin_host::MutexFactory locks_;
+  korrin::host::LockFactory locks_;
 };
 
 AccessoryFacts headset(const std::string& dock_serial, const std::string& dock_model) {
