@@ -225,9 +225,15 @@ int FakeTaskDispatcher::run_next() {
     task = std::move(queue_.front());
     queue_.pop_front();
   }
+  return take_through_contract(task);
+}
+
+int FakeTaskDispatcher::take_through_contract(QueuedTask& task) {
   if (!task.params) {
     return korrin::TASK_DROP;
   }
+  // Checked and run without the dispatcher's lock, so that the task may
+  // queue further tasks.
   const int status = task.params->check_status();
   if (status == korrin::TASK_RUN) {
     task.function(task.context, task.params.get());
@@ -292,20 +298,7 @@ int FakeTaskDispatcher::advance(long long seconds, int max_checks) {
       queue_.erase(earliest);
     }
     ++checks;
-    if (!task.params) {
-      continue;  // nothing to ask: dropped
-    }
-    // The task is checked and run without the dispatcher's lock, so that it
-    // may queue further tasks.
-    const int status = task.params->check_status();
-    if (status == korrin::TASK_RUN) {
-      task.function(task.context, task.params.get());
-    } else if (status == korrin::TASK_DEFER) {
-      const int defer = task.params->get_defer_time();
-      std::lock_guard<std::mutex> guard(mutex_);
-      task.due = now_ + (defer > 0 ? defer : 0);
-      queue_.push_back(std::move(task));
-    }
+    take_through_contract(task);
   }
   return checks;
 }

@@ -190,6 +190,10 @@ class FakeTaskDispatcher : public korrin::TaskDispatcherInterface {
   void clear();
 
  private:
+  // One check_status() of a task taken off the queue: 1 runs it, 2 queues it
+  // again for its new defer time, 3 drops it (the clone goes with `task`).
+  int take_through_contract(QueuedTask& task);
+
   CallLog* calls_;
   mutable std::mutex mutex_;
   std::deque<QueuedTask> queue_;
