@@ -2,6 +2,8 @@
 
 #include <httplib.h>
 
+#include <algorithm>
+
 namespace korrin_host {
 
 DocumentServer::DocumentServer() : server_(new httplib::Server) { install_handlers(); }
@@ -19,6 +21,7 @@ void DocumentServer::install_handlers() {
   server_->set_pre_routing_handler(
       [this](const httplib::Request& request, httplib::Response& response) {
         std::unique_lock<std::mutex> lock(mutex_);
+        arriving_[&request] = next_arrival_++;
         if (request.method == "GET" && holding_) {
           ++held_;
           changed_.notify_all();
@@ -45,7 +48,18 @@ void DocumentServer::install_handlers() {
     received.local_address = request.local_addr;
     received.status = response.status;
     std::lock_guard<std::mutex> guard(mutex_);
-    requests_.push_back(std::move(received));
+    // httplib notes a request after sending its answer, so the notes of two
+    // requests in a row can come in either order: they are kept in the
+    // order the requests arrived.
+    std::uint64_t arrival = next_arrival_++;  // a request routing never saw
+    const auto seen = arriving_.find(&request);
+    if (seen != arriving_.end()) {
+      arrival = seen->second;
+      arriving_.erase(seen);
+    }
+    const auto later = std::upper_bound(arrivals_.begin(), arrivals_.end(), arrival);
+    requests_.insert(requests_.begin() + (later - arrivals_.begin()), std::move(received));
+    arrivals_.insert(later, arrival);
     changed_.notify_all();
   });
 }

@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -58,7 +60,9 @@ class DocumentServer {
   /// Stops listening and joins the server thread. Idempotent.
   void stop();
 
-  /// Every request answered so far, in order.
+  /// Every request answered so far, in the order the requests arrived (a
+  /// client that waits for each answer sees its own order, whichever of the
+  /// server's threads finished noting an answer first).
   std::vector<ReceivedRequest> requests() const;
   /// The POSTs among them.
   std::vector<ReceivedRequest> posts() const;
@@ -80,6 +84,11 @@ class DocumentServer {
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   std::vector<ReceivedRequest> requests_;
+  // Arrival numbers: of each request being handled, and of each answered one
+  // (parallel to requests_, ascending).
+  std::uint64_t next_arrival_ = 0;
+  std::map<const void*, std::uint64_t> arriving_;
+  std::vector<std::uint64_t> arrivals_;
 };
 
 }  // namespace korrin_host
