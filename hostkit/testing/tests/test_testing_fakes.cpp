@@ -146,7 +146,8 @@ int Timed::live = 0;
 
 // Each run as "name@virtual time".
 struct ClockRuns {
-  korrin::testing::FakeTaskDispatcher* dispatcher = nullptr;
+  explicit ClockRuns(korrin::testing::FakeTaskDispatcher* on) : dispatcher(on) {}
+  korrin::testing::FakeTaskDispatcher* dispatcher;
   std::vector<std::string> runs;
   // Queued by the next run, when set.
   Timed* follow_up = nullptr;
@@ -164,7 +165,7 @@ void note_timed_run(void* context, korrin::TaskParametersInterface* params) {
 
 TEST(TestingFakesClock, ATaskRunsOnlyOnceItsDeferTimeHasPassed) {
   FakeHost host;
-  ClockRuns seen{&host.dispatcher};
+  ClockRuns seen(&host.dispatcher);
   {
     Timed readiness("ready-wait", 6, {korrin::TASK_RUN});
     host.dispatcher.add_task(note_timed_run, &seen, &readiness);
@@ -184,7 +185,7 @@ TEST(TestingFakesClock, ATaskRunsOnlyOnceItsDeferTimeHasPassed) {
 
 TEST(TestingFakesClock, AnAnswerOfTwoIsAskedAgainAfterTheNewDeferTime) {
   FakeHost host;
-  ClockRuns seen{&host.dispatcher};
+  ClockRuns seen(&host.dispatcher);
   Timed retry("retry", 0, {korrin::TASK_DEFER, korrin::TASK_DEFER, korrin::TASK_RUN}, 30);
   host.dispatcher.add_task(note_timed_run, &seen, &retry);
   EXPECT_EQ(host.dispatcher.advance(0), 1);  // asked at 0: not yet
@@ -200,7 +201,7 @@ TEST(TestingFakesClock, AnAnswerOfTwoIsAskedAgainAfterTheNewDeferTime) {
 
 TEST(TestingFakesClock, AnAnswerOfThreeDropsTheTaskWithoutRunningIt) {
   FakeHost host;
-  ClockRuns seen{&host.dispatcher};
+  ClockRuns seen(&host.dispatcher);
   Timed gone("gone", 2, {korrin::TASK_DROP});
   host.dispatcher.add_task(note_timed_run, &seen, &gone);
   EXPECT_EQ(host.dispatcher.advance(2), 1);
@@ -211,7 +212,7 @@ TEST(TestingFakesClock, AnAnswerOfThreeDropsTheTaskWithoutRunningIt) {
 
 TEST(TestingFakesClock, DueTasksRunEarliestFirstAndEqualTimesInQueueOrder) {
   FakeHost host;
-  ClockRuns seen{&host.dispatcher};
+  ClockRuns seen(&host.dispatcher);
   Timed late("late", 9, {korrin::TASK_RUN});
   Timed first("first", 3, {korrin::TASK_RUN});
   Timed second("second", 3, {korrin::TASK_RUN});
@@ -225,7 +226,7 @@ TEST(TestingFakesClock, DueTasksRunEarliestFirstAndEqualTimesInQueueOrder) {
 
 TEST(TestingFakesClock, ATaskQueuedByARunningTaskIsDueFromThatMoment) {
   FakeHost host;
-  ClockRuns seen{&host.dispatcher};
+  ClockRuns seen(&host.dispatcher);
   Timed fetch("fetch", 0, {korrin::TASK_RUN});
   Timed follow("follow-up", 10, {korrin::TASK_RUN});
   seen.follow_up = &follow;
@@ -238,7 +239,7 @@ TEST(TestingFakesClock, ATaskQueuedByARunningTaskIsDueFromThatMoment) {
 
 TEST(TestingFakesClock, TheClockNeverMovesByItselfAndRunNextLeavesIt) {
   FakeHost host;
-  ClockRuns seen{&host.dispatcher};
+  ClockRuns seen(&host.dispatcher);
   Timed waiting("waiting", 6, {korrin::TASK_RUN});
   host.dispatcher.add_task(note_timed_run, &seen, &waiting);
   EXPECT_EQ(host.dispatcher.advance(0), 0);
@@ -251,7 +252,7 @@ TEST(TestingFakesClock, TheClockNeverMovesByItselfAndRunNextLeavesIt) {
 
 TEST(TestingFakesClock, AdvanceStopsAfterItsCheckLimit) {
   FakeHost host;
-  ClockRuns seen{&host.dispatcher};
+  ClockRuns seen(&host.dispatcher);
   // Answers 2 with no defer time for ever: due again at once.
   Timed spinning("spinning", 0, {korrin::TASK_DEFER}, 0);
   host.dispatcher.add_task(note_timed_run, &seen, &spinning);
