@@ -294,23 +294,23 @@ class ManagerScenario : public Scenario {
         {"initialize_accessory(camera)",
          [this] { manager().initialize_accessory(kCamera, camera_.get()); }},
         {"dispatcher", [this] { host_.dispatcher.run_all(); }},
-        {"on_fetch_config_failure", [this] { manager().on_fetch_config_failure(7); }},
+        {"on_fetch_config_failure", [] { manager().on_fetch_config_failure(7); }},
         {"dispatcher(retry)", [this] { host_.dispatcher.run_all(); }},
         {"on_fetch_config_success",
-         [this] {
+         [] {
            std::string document = kDocument;
            manager().on_fetch_config_success(document);
          }},
         {"retrieve_config",
-         [this] {
+         [] {
            manager().retrieve_config(kHeadset);
            manager().retrieve_config(kHeadset, 101);
          }},
-        {"reset_to_admin_defaults", [this] { manager().reset_to_admin_defaults(kHeadset); }},
+        {"reset_to_admin_defaults", [] { manager().reset_to_admin_defaults(kHeadset); }},
         {"update_config_from_host",
-         [this] { manager().update_config_from_host(kCamera, "zoom", 9, "2"); }},
+         [] { manager().update_config_from_host(kCamera, "zoom", 9, "2"); }},
         {"remove_accessory",
-         [this] {
+         [] {
            manager().remove_accessory(kHeadset);
            manager().remove_accessory(kWireless);
            manager().remove_accessory(kCamera);
