@@ -199,10 +199,9 @@ void FakeTaskDispatcher::add_task(TaskFunction task, void* context,
   queued.function = task;
   queued.context = context;
   queued.params.reset(params == nullptr ? nullptr : params->clone());
-  const int defer = queued.params ? queued.params->get_defer_time() : 0;
   std::lock_guard<std::mutex> guard(mutex_);
-  queued.due = now_ + (defer > 0 ? defer : 0);
   queue_.push_back(std::move(queued));
+  schedule_locked(queue_.back());
 }
 
 std::size_t FakeTaskDispatcher::size() const {
@@ -238,10 +237,9 @@ int FakeTaskDispatcher::take_through_contract(QueuedTask& task) {
   if (status == korrin::TASK_RUN) {
     task.function(task.context, task.params.get());
   } else if (status == korrin::TASK_DEFER) {
-    const int defer = task.params->get_defer_time();
     std::lock_guard<std::mutex> guard(mutex_);
-    task.due = now_ + (defer > 0 ? defer : 0);
     queue_.push_back(std::move(task));
+    schedule_locked(queue_.back());
   }
   return status;
 }
@@ -253,6 +251,11 @@ int FakeTaskDispatcher::run_all(int max_checks) {
     ++checks;
   }
   return checks;
+}
+
+void FakeTaskDispatcher::schedule_locked(QueuedTask& task) {
+  const int defer = task.params ? task.params->get_defer_time() : 0;
+  task.due = now_ + (defer > 0 ? defer : 0);
 }
 
 long long FakeTaskDispatcher::now() const {

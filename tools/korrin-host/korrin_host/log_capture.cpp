@@ -2,12 +2,6 @@
 
 namespace korrin_host {
 
-const char* level_name(korrin::log::LogLevel level) {
-  static const char* const names[] = {"critical", "error", "warning", "notice", "info", "debug"};
-  const int index = static_cast<int>(level);
-  return index >= 0 && index < 6 ? names[index] : "level?";
-}
-
 void LogCapture::write_record(korrin::log::LogLevel level, const std::string& text) {
   try {
     {

@@ -12,9 +12,6 @@
 
 namespace korrin_host {
 
-/// Lower-case name of a level ("notice"); "level?" for a value out of range.
-const char* level_name(korrin::log::LogLevel level);
-
 /// One record as the library delivered it.
 struct LogRecord {
   korrin::log::LogLevel level = korrin::log::debug;

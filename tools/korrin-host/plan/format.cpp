@@ -9,11 +9,13 @@
 #include <ctime>
 #include <sstream>
 
+#include "korrin/host/log_sink.h"
+
 namespace korrin_plan {
 
+using korrin::host::level_name;
 using korrin_host::accessory_type_name;
 using korrin_host::describe_accessory;
-using korrin_host::level_name;
 
 std::string format_time_number(double time) {
   if (std::isnan(time)) {

@@ -1,5 +1,5 @@
 // The reference host's log sink (the host kit's stderr/syslog sink): line
-// format, level filter, syslog copy; and the level names of its log capture.
+// format, level filter, syslog copy, level names.
 #include <gtest/gtest.h>
 #include <syslog.h>
 
@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "korrin/host/log_sink.h"
-#include "korrin_host/log_capture.h"
 
 namespace {
 
@@ -31,13 +30,13 @@ LogSinkOptions options_up_to(LogLevel level) {
 }
 
 TEST(HostLogLevels, NamesFollowTheLibraryIntegers) {
-  EXPECT_STREQ(korrin_host::level_name(korrin::log::critical), "critical");
-  EXPECT_STREQ(korrin_host::level_name(korrin::log::error), "error");
-  EXPECT_STREQ(korrin_host::level_name(korrin::log::warning), "warning");
-  EXPECT_STREQ(korrin_host::level_name(korrin::log::notice), "notice");
-  EXPECT_STREQ(korrin_host::level_name(korrin::log::info), "info");
-  EXPECT_STREQ(korrin_host::level_name(korrin::log::debug), "debug");
-  EXPECT_STREQ(korrin_host::level_name(static_cast<LogLevel>(9)), "level?");
+  EXPECT_STREQ(korrin::host::level_name(korrin::log::critical), "critical");
+  EXPECT_STREQ(korrin::host::level_name(korrin::log::error), "error");
+  EXPECT_STREQ(korrin::host::level_name(korrin::log::warning), "warning");
+  EXPECT_STREQ(korrin::host::level_name(korrin::log::notice), "notice");
+  EXPECT_STREQ(korrin::host::level_name(korrin::log::info), "info");
+  EXPECT_STREQ(korrin::host::level_name(korrin::log::debug), "debug");
+  EXPECT_STREQ(korrin::host::level_name(static_cast<LogLevel>(9)), "level?");
 }
 
 TEST(HostLogLevels, ParsesNamesInAnyCaseAndNumbers) {

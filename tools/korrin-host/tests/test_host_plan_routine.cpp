@@ -10,6 +10,7 @@
 
 #include "korrin/config_manager.h"
 #include "korrin/host/lock_factory.h"
+#include "korrin/host/log_sink.h"
 #include "korrin/metrics.h"
 #include "korrin/plugins.h"
 #include "korrin_host/accessory.h"
@@ -99,7 +100,7 @@ std::vector<LogRecord> inventory_records(const AccessoryFacts& facts) {
 std::vector<std::string> texts_of(const std::vector<LogRecord>& records) {
   std::vector<std::string> texts;
   for (const LogRecord& record : records) {
-    texts.push_back(std::string(korrin_host::level_name(record.level)) + " " + record.text);
+    texts.push_back(std::string(korrin::host::level_name(record.level)) + " " + record.text);
   }
   return texts;
 }

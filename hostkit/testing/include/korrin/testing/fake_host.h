@@ -193,6 +193,8 @@ class FakeTaskDispatcher : public korrin::TaskDispatcherInterface {
   // One check_status() of a task taken off the queue: 1 runs it, 2 queues it
   // again for its new defer time, 3 drops it (the clone goes with `task`).
   int take_through_contract(QueuedTask& task);
+  // Sets when `task` is due: now plus its defer time. Called with mutex_ held.
+  void schedule_locked(QueuedTask& task);
 
   CallLog* calls_;
   mutable std::mutex mutex_;
